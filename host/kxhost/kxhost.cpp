@@ -1,0 +1,1 @@
+#include <kxhost/kxhost.h>
