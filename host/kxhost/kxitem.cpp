@@ -47,8 +47,10 @@ struct Table
             const ValueRule rule = valueRule(row.type, row.width);
             const unsigned int size = rule.width ? rule.width : 16;
             const unsigned int align = rule.width ? rule.width : 8;
+            // Codes 13 and 16 carry their own width (for 16 the width of each entry).
+            const unsigned int width = row.type == 13 || row.type == 16 ? row.width : rule.width;
             offset = (offset + align - 1) / align * align;
-            rows.push_back({row.type, row.tag, offset, rule.width ? 1u : 0u, rule.width});
+            rows.push_back({row.type, row.tag, offset, rule.width ? 1u : 0u, width});
             offset += size;
         }
         rows.push_back({0, 0, 0, 0, 0});

@@ -1,0 +1,424 @@
+// The host packets' text form: every storage class written and read back byte for byte,
+// what the reader normalises, and every kind of input fromPacket refuses, with its reason.
+
+#include <kxhost/kxhost.h>
+
+#include <QByteArray>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+QByteArray textOf(const KXPacketable& packet)
+{
+    unsigned int length = 0;
+    char* text = packet.toPacket(length);
+    const QByteArray result = text ? QByteArray(text, static_cast<int>(length)) : QByteArray();
+    KX_free(text);
+    return result;
+}
+
+bool parse(KXPacketable& packet, QByteArray text)
+{
+    return packet.fromPacket(text.data(), static_cast<unsigned int>(text.size()), false, true);
+}
+
+// Items and lists nested @p frames deep: letter items holding one list each.
+QByteArray nested(int frames)
+{
+    QByteArray open;
+    QByteArray close;
+    for (int level = 0; level < frames; ++level) {
+        if (level % 2 == 0) {
+            open += "SI 1F\n";
+            close.prepend("TI 0\n");
+        } else {
+            open += level + 1 == frames ? "SL 0\n" : "SL 1\n";
+            close.prepend("TL 0\n");
+        }
+    }
+    return open + close;
+}
+
+const char jobText[] = "SI 15\n01 Front\n02 Morning Post\n03 7\n04 -3\n05 A 1\n06 3 0 128 255\n"
+                       "07 2 0 65535\n08 1 4294967295\n09 2 0 18446744073709551615\n"
+                       "0A 2 first proof\rsecond\n0B 3 00FF10\n0C DEADBEEF\n0D 1\n0E -5\n"
+                       "0F 1700000000\n10 -2147483648\n11 4294967295\n12 Coated\n13 anything\n"
+                       "SL 1\nSI 5\n01 News\n02 1\n03 8\n04 1 note\nTI 0\nTL 0\nSL 0\nTL 0\nTI 0\n";
+
+const char letterText[] = "SI 1F\n10 Dear sir\n11 A0 2\n12 3 1 2 3\n13 2 first line\rsecond\n"
+                          "14 2 CAFE\n15 18446744073709551615\n16 some text\n17 3 -1 0 2147483647\n"
+                          "18 -9223372036854775808\n19 2 -9223372036854775808 9223372036854775807\n"
+                          "1A extension\n1B Coated\n1C -9223372036854775808\n1D 1 18446744073709551615\n"
+                          "SL 1\nSI 5\n01 A\nTI 0\nTL 0\nSL 2\nSI 5\nTI 0\nSI 5\n01 B\nTI 0\nTL 0\nTI 0\n";
+
+} // namespace
+
+class TestKxHostTextForm : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void roundTrip_data();
+    void roundTrip();
+    void normalises_data();
+    void normalises();
+    void rejects_data();
+    void rejects();
+    void rejectionLeavesPacketUnchanged();
+    void nestingLimit();
+    void deepInputDoesNotCrash();
+    void opaqueAndUnknownTypesHaveNoTextForm();
+    void conversionTables_data();
+    void conversionTables();
+    void packetClasses_data();
+    void packetClasses();
+};
+
+void TestKxHostTextForm::roundTrip_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("text");
+
+    QTest::newRow("section") << 5u << QByteArray("SI 5\n01 News\n02 -2147483648\n03 32767\n04 0 \nTI 0\n");
+    QTest::newRow("database entry") << 8u << QByteArray("SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
+    QTest::newRow("job, every tag") << 21u << QByteArray(jobText);
+    QTest::newRow("letter, every tag") << 31u << QByteArray(letterText);
+    QTest::newRow("colour profile") << 48u << QByteArray("SI 30\n01 Coated\n02 0 \n03 4.2\nTI 0\n");
+    QTest::newRow("book") << 86u << QByteArray("SI 56\n01 Atlas\n02 3 1 2 4294967295\n03 B 1\n04 Coated\nTI 0\n");
+    QTest::newRow("empty item") << 31u << QByteArray("SI 1F\nTI 0\n");
+    QTest::newRow("empty text value") << 31u << QByteArray("SI 1F\n10 \nTI 0\n");
+    QTest::newRow("blanks and tab kept") << 31u << QByteArray("SI 1F\n10  two  blanks\tand tab \nTI 0\n");
+    QTest::newRow("one empty string") << 5u << QByteArray("SI 5\n04 1 \nTI 0\n");
+    QTest::newRow("empty strings among others") << 5u << QByteArray("SI 5\n04 3 \r\rc\nTI 0\n");
+    QTest::newRow("utf-8 text") << 31u << QByteArray("SI 1F\n10 Gr\xc3\xbc\xc3\x9f\x65 \xe2\x82\xac \xf0\x9f\x93\xb0\nTI 0\n");
+    QTest::newRow("key with zero words") << 31u << QByteArray("SI 1F\n11 0 0\nTI 0\n");
+}
+
+void TestKxHostTextForm::roundTrip()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, text);
+    std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    QVERIFY(packet);
+    QVERIFY2(parse(*packet, text), packet->lastError());
+    QCOMPARE(QByteArray(packet->lastError()), QByteArray());
+    QCOMPARE(textOf(*packet), text);
+
+    // A fresh packet of the same class reads the output back to the same bytes.
+    std::unique_ptr<KXPacketable> again(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    QVERIFY(parse(*again, textOf(*packet)));
+    QCOMPARE(textOf(*again), text);
+}
+
+void TestKxHostTextForm::normalises_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("canonical");
+
+    QTest::newRow("lower-case class") << 31u << QByteArray("SI 1f\n10 x\nTI 0\n") << QByteArray("SI 1F\n10 x\nTI 0\n");
+    QTest::newRow("one-digit lower-case tags, table order")
+        << 21u << QByteArray("SI 15\na 1 x\n1 Front\nTI 0\n") << QByteArray("SI 15\n01 Front\n0A 1 x\nTI 0\n");
+    QTest::newRow("hex in either case")
+        << 31u << QByteArray("SI 1F\n11 a0 bC\n14 2 cafe\n12 a 1 2 3 4 5 6 7 8 9 10\nTI 0\n")
+        << QByteArray("SI 1F\n11 A0 BC\n12 A 1 2 3 4 5 6 7 8 9 10\n14 2 CAFE\nTI 0\n");
+    QTest::newRow("empty array without trailing blank")
+        << 21u << QByteArray("SI 15\n06 0\n0A 0\n0B 0\nTI 0\n") << QByteArray("SI 15\n06 0 \n0A 0 \n0B 0 \nTI 0\n");
+    QTest::newRow("data lines after a list")
+        << 31u << QByteArray("SI 1F\nSL 0\nTL 0\n10 x\nTI 0\n") << QByteArray("SI 1F\n10 x\nSL 0\nTL 0\nTI 0\n");
+    QTest::newRow("leading zeros") << 8u << QByteArray("SI 8\n03 007\n02 -01\nTI 0\n")
+                                   << QByteArray("SI 8\n02 -1\n03 7\nTI 0\n");
+    QTest::newRow("no final line feed") << 31u << QByteArray("SI 1F\nTI 0") << QByteArray("SI 1F\nTI 0\n");
+    QTest::newRow("padded hex words") << 21u << QByteArray("SI 0015\n0C 000000ff\nTI 0\n")
+                                      << QByteArray("SI 15\n0C FF\nTI 0\n");
+}
+
+void TestKxHostTextForm::normalises()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, input);
+    QFETCH(QByteArray, canonical);
+    std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    QVERIFY2(parse(*packet, input), packet->lastError());
+    QCOMPARE(textOf(*packet), canonical);
+}
+
+void TestKxHostTextForm::rejects_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("reason");
+
+    // framing
+    QTest::newRow("empty") << 31u << QByteArray() << QByteArray("empty text");
+    QTest::newRow("no opening item") << 31u << QByteArray("10 x\n") << QByteArray("line 1: expected \"SI <class>\"");
+    QTest::newRow("other class") << 31u << QByteArray("SI 15\nTI 0\n") << QByteArray("line 1: item of class 15 where the packet's class 1F");
+    QTest::newRow("bad class") << 31u << QByteArray("SI xy\nTI 0\n") << QByteArray("line 1: expected a hexadecimal storage class");
+    QTest::newRow("item not closed") << 31u << QByteArray("SI 1F\n10 x\n") << QByteArray("line 2: the item opened on line 1 is not closed");
+    QTest::newRow("list not closed") << 31u << QByteArray("SI 1F\nSL 0\n") << QByteArray("line 2: the list opened on line 2 is not closed");
+    QTest::newRow("TL closes an item") << 31u << QByteArray("SI 1F\nTL 0\n") << QByteArray("line 2: TL closes the item opened on line 1");
+    QTest::newRow("TI closes a list") << 31u << QByteArray("SI 1F\nSL 1\nTI 0\n") << QByteArray("line 3: TI closes the list opened on line 2");
+    QTest::newRow("end line not 0") << 31u << QByteArray("SI 1F\nTI 1\n") << QByteArray("line 2: expected \"TI 0\"");
+    QTest::newRow("text after the end") << 31u << QByteArray("SI 1F\nTI 0\n10 x\n") << QByteArray("line 3: text after the end of the packet");
+    QTest::newRow("second packet") << 31u << QByteArray("SI 1F\nTI 0\nSI 1F\nTI 0\n") << QByteArray("line 3: text after the end of the packet");
+    QTest::newRow("item outside a list") << 31u << QByteArray("SI 1F\nSI 5\nTI 0\nTI 0\n") << QByteArray("line 2: an item must be inside a list");
+    QTest::newRow("list inside a list") << 31u << QByteArray("SI 1F\nSL 1\nSL 0\n") << QByteArray("line 3: a list must be inside an item");
+    QTest::newRow("data line in a list") << 31u << QByteArray("SI 1F\nSL 0\n10 x\nTL 0\nTI 0\n") << QByteArray("line 3: data line inside a list");
+    QTest::newRow("list holds fewer items") << 31u << QByteArray("SI 1F\nSL 2\nSI 5\nTI 0\nTL 0\nTI 0\n")
+                                            << QByteArray("line 5: the list opened on line 2 declares 2 items but holds 1");
+    QTest::newRow("list claims billions") << 31u << QByteArray("SI 1F\nSL FFFFFFFF\nTL 0\nTI 0\n")
+                                          << QByteArray("line 3: the list opened on line 2 declares FFFFFFFF items but holds 0");
+    QTest::newRow("list count beyond 32 bits") << 31u << QByteArray("SI 1F\nSL 100000000\nTL 0\nTI 0\n") << QByteArray("line 2: expected a hexadecimal count");
+    QTest::newRow("opaque item in a list") << 31u << QByteArray("SI 1F\nSL 1\nSI 6\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 3: storage class 6 has no text form");
+    QTest::newRow("unknown item in a list") << 31u << QByteArray("SI 1F\nSL 1\nSI 7\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 3: storage class 7 has no text form");
+    QTest::newRow("no blank") << 31u << QByteArray("SI 1F\nTI\n") << QByteArray("line 2: expected a tag, a blank and a value");
+    QTest::newRow("empty line") << 31u << QByteArray("SI 1F\n\nTI 0\n") << QByteArray("line 2: empty line");
+    QTest::newRow("carriage return line ends") << 31u << QByteArray("SI 1F\r\nTI 0\r\n") << QByteArray("line 1: expected a hexadecimal storage class");
+
+    // tags
+    QTest::newRow("tag not in table") << 31u << QByteArray("SI 1F\n7F x\nTI 0\n") << QByteArray("line 2: tag 7F is not in the table of class 1F");
+    QTest::newRow("tag of another class") << 5u << QByteArray("SI 5\n10 x\nTI 0\n") << QByteArray("line 2: tag 10 is not in the table of class 5");
+    QTest::newRow("nested item's own table") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n10 x\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: tag 10 is not in the table of class 5");
+    QTest::newRow("tag not hexadecimal") << 31u << QByteArray("SI 1F\nzz x\nTI 0\n") << QByteArray("line 2: bad tag \"zz\"");
+    QTest::newRow("tag beyond 32 bits") << 31u << QByteArray("SI 1F\n100000010 x\nTI 0\n") << QByteArray("line 2: bad tag");
+    QTest::newRow("tag twice") << 31u << QByteArray("SI 1F\n10 a\n10 b\nTI 0\n") << QByteArray("line 3: tag 10 appears twice in one item");
+
+    // numbers
+    QTest::newRow("width 1 too big") << 8u << QByteArray("SI 8\n02 128\nTI 0\n") << QByteArray("line 2: tag 02: expected a decimal integer from -128 to 127");
+    QTest::newRow("width 1 too small") << 8u << QByteArray("SI 8\n02 -129\nTI 0\n") << QByteArray("tag 02: expected a decimal integer from -128 to 127");
+    QTest::newRow("width 2 too big") << 21u << QByteArray("SI 15\n04 32768\nTI 0\n") << QByteArray("tag 04: expected a decimal integer from -32768 to 32767");
+    QTest::newRow("width 4 too small") << 5u << QByteArray("SI 5\n02 -2147483649\nTI 0\n") << QByteArray("tag 02: expected a decimal integer from -2147483648 to 2147483647");
+    QTest::newRow("width 8 too big") << 31u << QByteArray("SI 1F\n1C 9223372036854775808\nTI 0\n") << QByteArray("tag 1C: expected a decimal integer");
+    QTest::newRow("unsigned negative") << 21u << QByteArray("SI 15\n11 -1\nTI 0\n") << QByteArray("tag 11: expected a decimal integer from 0 to 4294967295");
+    QTest::newRow("letters in a number") << 8u << QByteArray("SI 8\n03 12a\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
+    QTest::newRow("empty number") << 8u << QByteArray("SI 8\n03 \nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
+    QTest::newRow("plus sign") << 8u << QByteArray("SI 8\n03 +1\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
+    QTest::newRow("lone minus") << 8u << QByteArray("SI 8\n03 -\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
+    QTest::newRow("hex word not hex") << 21u << QByteArray("SI 15\n0C xyz\nTI 0\n") << QByteArray("tag 0C: expected one hexadecimal word");
+    QTest::newRow("hex word beyond 32 bits") << 21u << QByteArray("SI 15\n0D 100000000\nTI 0\n") << QByteArray("tag 0D: expected one hexadecimal word");
+
+    // arrays
+    QTest::newRow("array entry too wide") << 21u << QByteArray("SI 15\n06 1 256\nTI 0\n") << QByteArray("tag 06: entry \"256\" is not a decimal integer from 0 to 255");
+    QTest::newRow("array entry negative") << 21u << QByteArray("SI 15\n07 1 -1\nTI 0\n") << QByteArray("tag 07: entry \"-1\" is not a decimal integer from 0 to 65535");
+    QTest::newRow("signed array entry too wide") << 31u << QByteArray("SI 1F\n17 1 2147483648\nTI 0\n") << QByteArray("tag 17: entry \"2147483648\"");
+    QTest::newRow("count above entries") << 31u << QByteArray("SI 1F\n12 3 1 2\nTI 0\n") << QByteArray("tag 12: count 3 disagrees with 2 entries");
+    QTest::newRow("count below entries") << 31u << QByteArray("SI 1F\n12 1 1 2\nTI 0\n") << QByteArray("tag 12: count 1 disagrees with 2 entries");
+    QTest::newRow("count claims billions") << 31u << QByteArray("SI 1F\n12 FFFFFFFF 1\nTI 0\n") << QByteArray("tag 12: count FFFFFFFF disagrees with 1 entries");
+    QTest::newRow("count alone") << 31u << QByteArray("SI 1F\n12 2\nTI 0\n") << QByteArray("tag 12: count 2 disagrees with 0 entries");
+    QTest::newRow("count not hex") << 31u << QByteArray("SI 1F\n12 x 1\nTI 0\n") << QByteArray("tag 12: expected a hexadecimal count");
+    QTest::newRow("two blanks between entries") << 31u << QByteArray("SI 1F\n12 2 1  2\nTI 0\n") << QByteArray("tag 12: count 2 disagrees with 3 entries");
+    QTest::newRow("strings above count") << 31u << QByteArray("SI 1F\n13 1 a\rb\nTI 0\n") << QByteArray("tag 13: count 1 disagrees with 2 strings");
+    QTest::newRow("strings below count") << 31u << QByteArray("SI 1F\n13 3 a\rb\nTI 0\n") << QByteArray("tag 13: count 3 disagrees with 2 strings");
+    QTest::newRow("strings claim billions") << 31u << QByteArray("SI 1F\n13 FFFFFFFF a\nTI 0\n") << QByteArray("tag 13: count FFFFFFFF disagrees with 1 strings");
+
+    // keys and binary data
+    QTest::newRow("key of one word") << 31u << QByteArray("SI 1F\n11 A0\nTI 0\n") << QByteArray("tag 11: expected a key as two hexadecimal words");
+    QTest::newRow("key of three words") << 31u << QByteArray("SI 1F\n11 A0 2 3\nTI 0\n") << QByteArray("tag 11: expected a key");
+    QTest::newRow("key bad hex") << 31u << QByteArray("SI 1F\n11 G0 2\nTI 0\n") << QByteArray("tag 11: expected a key");
+    QTest::newRow("key beyond 32 bits") << 86u << QByteArray("SI 56\n03 100000000 1\nTI 0\n") << QByteArray("tag 03: expected a key");
+    QTest::newRow("binary odd digits") << 31u << QByteArray("SI 1F\n14 2 CAF\nTI 0\n") << QByteArray("tag 14: byte count 2 disagrees with 3 hexadecimal digits");
+    QTest::newRow("binary bad hex") << 31u << QByteArray("SI 1F\n14 2 CAFG\nTI 0\n") << QByteArray("tag 14: bad hexadecimal digits \"FG\" in binary data");
+    QTest::newRow("binary claims billions") << 48u << QByteArray("SI 30\n02 FFFFFFFF CAFE\nTI 0\n") << QByteArray("tag 02: byte count FFFFFFFF disagrees with 4 hexadecimal digits");
+
+    // characters
+    QTest::newRow("carriage return in text") << 31u << QByteArray("SI 1F\n10 a\rb\nTI 0\n") << QByteArray("line 2: tag 10: carriage return in a text value");
+    QTest::newRow("control character") << 31u << QByteArray("SI 1F\n10 a\x01z\nTI 0\n") << QByteArray("line 2: control character U+0001");
+    QTest::newRow("escape in a nested item") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n01 \x1b[0m\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: control character U+001B");
+    QTest::newRow("NUL byte") << 31u << QByteArray("SI 1F\n10 a\0b\nTI 0\n", 17) << QByteArray("line 2: control character U+0000");
+    QTest::newRow("invalid UTF-8") << 31u << QByteArray("SI 1F\n10 \xff\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
+    QTest::newRow("overlong UTF-8") << 31u << QByteArray("SI 1F\n10 \xc0\x80\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
+    QTest::newRow("surrogate in UTF-8") << 31u << QByteArray("SI 1F\n10 \xed\xa0\x80\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
+    QTest::newRow("truncated UTF-8") << 31u << QByteArray("SI 1F\nTI 0\n10 \xe2\x82") << QByteArray("line 3: text is not valid UTF-8");
+}
+
+void TestKxHostTextForm::rejects()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, reason);
+    std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    QVERIFY(!parse(*packet, text));
+    const QByteArray error(packet->lastError());
+    const QByteArray message = error + " does not say " + reason;
+    QVERIFY2(error.startsWith(reason) || error.contains(QByteArray(": " + reason)), message.constData());
+}
+
+void TestKxHostTextForm::rejectionLeavesPacketUnchanged()
+{
+    for (PACKETDATATYPES type : {PDT_DBENTRY, PDT_JOB, PDT_LETTER}) {
+        std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(type));
+        const QByteArray good = type == PDT_DBENTRY ? QByteArray("SI 8\n01 North\n02 1\n03 4\nTI 0\n")
+                                : type == PDT_JOB   ? QByteArray("SI 15\n01 Front\n04 3\nSL 0\nTL 0\nTI 0\n")
+                                                    : QByteArray("SI 1F\n10 keep\n11 1 2\nTI 0\n");
+        QVERIFY(parse(*packet, good));
+        packet->setName("kept");
+        packet->key = KXKEY_ELEMENT{5, 6};
+        // The bad line comes after lines that would have replaced the elements.
+        QByteArray bad = good;
+        bad.replace("TI 0\n", "7E x\nTI 0\n");
+        QVERIFY(!parse(*packet, bad));
+        QVERIFY(QByteArray(packet->lastError()).contains("7E"));
+        QCOMPARE(textOf(*packet), good);
+        QCOMPARE(QByteArray(packet->name), QByteArray("kept"));
+        QCOMPARE(packet->key.key, 5u);
+        QCOMPARE(packet->key.hkey, 6u);
+        QCOMPARE(packet->datatype, type);
+        // A later success clears the reason.
+        QVERIFY(parse(*packet, good));
+        QCOMPARE(QByteArray(packet->lastError()), QByteArray());
+    }
+}
+
+void TestKxHostTextForm::nestingLimit()
+{
+    KXPacketable packet(PDT_LETTER);
+    const QByteArray deepest = nested(KXPacketable::MaxNesting);
+    QVERIFY2(parse(packet, deepest), packet.lastError());
+    QCOMPARE(textOf(packet), deepest);
+
+    const QByteArray tooDeep = nested(KXPacketable::MaxNesting + 1);
+    QVERIFY(!parse(packet, tooDeep));
+    QCOMPARE(QByteArray(packet.lastError()),
+             QByteArray("line 257: nesting deeper than 256 levels"));
+    QCOMPARE(textOf(packet), deepest);
+}
+
+void TestKxHostTextForm::deepInputDoesNotCrash()
+{
+    // A hundred thousand levels, and as many unclosed openings: refused at level 257.
+    KXPacketable packet(PDT_LETTER);
+    QVERIFY(!parse(packet, nested(100000)));
+    QVERIFY(QByteArray(packet.lastError()).contains("nesting deeper than 256 levels"));
+    QByteArray unclosed = "SI 1F\n";
+    for (int i = 0; i < 100000; ++i)
+        unclosed += "SL 1\nSI 1F\n";
+    QVERIFY(!parse(packet, unclosed));
+    QVERIFY(QByteArray(packet.lastError()).contains("nesting deeper than 256 levels"));
+}
+
+void TestKxHostTextForm::opaqueAndUnknownTypesHaveNoTextForm()
+{
+    for (unsigned int type : {6u, 15u, 85u, 99u}) {
+        KXPacketable packet(static_cast<PACKETDATATYPES>(type));
+        unsigned int length = 12345;
+        QCOMPARE(packet.toPacket(length), static_cast<char*>(nullptr));
+        QCOMPARE(length, 0u);
+        QByteArray text = "SI " + QByteArray::number(type, 16) + "\nTI 0\n";
+        QVERIFY(!parse(packet, text));
+        QCOMPARE(QByteArray(packet.lastError()),
+                 "data type " + QByteArray::number(type) + " has no text form");
+    }
+    // A packet whose type was changed after it was filled writes an empty item of the new type.
+    KXPacketable letter(PDT_LETTER);
+    QVERIFY(parse(letter, "SI 1F\n10 x\nTI 0\n"));
+    letter.datatype = PDT_SECTION;
+    QCOMPARE(textOf(letter), QByteArray("SI 5\nTI 0\n"));
+}
+
+void TestKxHostTextForm::conversionTables_data()
+{
+    QTest::addColumn<uint>("storageClass");
+    QTest::addColumn<QList<uint>>("rows"); // tag, type, width for each row
+
+    QTest::newRow("section") << 5u << QList<uint>{1, 1, 0, 2, 13, 4, 3, 13, 2, 4, 22, 0};
+    QTest::newRow("database entry") << 8u << QList<uint>{1, 1, 0, 2, 13, 1, 3, 13, 4};
+    QTest::newRow("job") << 21u << QList<uint>{1, 1, 0, 2, 9, 0, 3, 13, 4, 4, 13, 2, 5, 14, 8,
+                                               6, 16, 1, 7, 16, 2, 8, 16, 4, 9, 16, 8, 0xa, 22, 0,
+                                               0xb, 23, 0, 0xc, 10, 4, 0xd, 26, 4, 0xe, 20, 8,
+                                               0xf, 21, 8, 0x10, 2, 4, 0x11, 3, 4, 0x12, 9, 0,
+                                               0x13, 48, 0};
+    QTest::newRow("letter") << 31u << QList<uint>{0x10, 1, 0, 0x11, 14, 8, 0x12, 15, 0, 0x13, 22, 0,
+                                                  0x14, 23, 0, 0x15, 24, 8, 0x16, 25, 0, 0x17, 27, 0,
+                                                  0x18, 28, 8, 0x19, 30, 0, 0x1a, 40, 0, 0x1b, 9, 0,
+                                                  0x1c, 13, 8, 0x1d, 31, 0};
+    QTest::newRow("colour profile") << 48u << QList<uint>{1, 1, 0, 2, 23, 0, 3, 11, 0};
+    QTest::newRow("book") << 86u << QList<uint>{1, 1, 0, 2, 15, 0, 3, 14, 8, 4, 9, 0};
+    QTest::newRow("opaque") << 6u << QList<uint>();
+    QTest::newRow("output databases") << 15u << QList<uint>();
+    QTest::newRow("book databases") << 85u << QList<uint>();
+    QTest::newRow("unknown") << 0x1234u << QList<uint>();
+}
+
+void TestKxHostTextForm::conversionTables()
+{
+    QFETCH(uint, storageClass);
+    QFETCH(QList<uint>, rows);
+    const CONVERTSTRUCTELEMENTINFO* table = KXGetSystemStorageClassConv(storageClass);
+    if (rows.isEmpty()) {
+        QVERIFY(!table);
+        return;
+    }
+    QVERIFY(table);
+    QCOMPARE(KXGetSystemStorageClassConv(storageClass), table); // one static table
+    qsizetype i = 0;
+    unsigned int lastOffset = 0;
+    for (; table[i / 3].type != 0; i += 3) {
+        const CONVERTSTRUCTELEMENTINFO& row = table[i / 3];
+        QVERIFY(i + 2 < rows.size());
+        QCOMPARE(row.tag, rows[i]);
+        QCOMPARE(row.type, rows[i + 1]);
+        QCOMPARE(row.width, rows[i + 2]);
+        const bool variable = row.width == 0 || row.type == 16; // 16: an array of that width
+        QCOMPARE(row.count, variable ? 0u : 1u);
+        if (i > 0)
+            QVERIFY(row.offset > lastOffset);
+        QCOMPARE(row.offset % (variable ? 8 : row.width), 0u);
+        lastOffset = row.offset;
+    }
+    QCOMPARE(i, rows.size());
+    const CONVERTSTRUCTELEMENTINFO& end = table[i / 3];
+    QCOMPARE(end.tag + end.offset + end.count + end.width, 0u);
+}
+
+void TestKxHostTextForm::packetClasses_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("className"); // empty: no packet class
+
+    QTest::newRow("section") << 5u << QByteArray("KXPacketable");
+    QTest::newRow("opaque") << 6u << QByteArray("KXPacketable");
+    QTest::newRow("database entry") << 8u << QByteArray("KXDBENTRY_CC");
+    QTest::newRow("output databases") << 15u << QByteArray();
+    QTest::newRow("job") << 21u << QByteArray("KXJOB_CC");
+    QTest::newRow("letter") << 31u << QByteArray("KXPacketable");
+    QTest::newRow("colour profile") << 48u << QByteArray("ICCPROFILEDATA_CC");
+    QTest::newRow("book databases") << 85u << QByteArray();
+    QTest::newRow("book") << 86u << QByteArray("BOOK_CC");
+    QTest::newRow("zero") << 0u << QByteArray();
+    QTest::newRow("seven") << 7u << QByteArray();
+    QTest::newRow("largest") << 0xffffffffu << QByteArray();
+}
+
+void TestKxHostTextForm::packetClasses()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, className);
+    std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    if (className.isEmpty()) {
+        QVERIFY(!packet);
+        return;
+    }
+    QVERIFY(packet);
+    QCOMPARE(static_cast<uint>(packet->datatype), type);
+    QVERIFY(!packet->name);
+    QVERIFY(!KXKEY_CC::isValid(packet->key));
+    QByteArray actual = "KXPacketable";
+    if (dynamic_cast<KXDBENTRY_CC*>(packet.get()))
+        actual = "KXDBENTRY_CC";
+    else if (dynamic_cast<KXJOB_CC*>(packet.get()))
+        actual = "KXJOB_CC";
+    else if (dynamic_cast<ICCPROFILEDATA_CC*>(packet.get()))
+        actual = "ICCPROFILEDATA_CC";
+    else if (dynamic_cast<BOOK_CC*>(packet.get()))
+        actual = "BOOK_CC";
+    QCOMPARE(actual, className);
+    if (type != PDT_OPAQUE) {
+        const QByteArray empty = "SI " + QByteArray::number(type, 16).toUpper() + "\nTI 0\n";
+        QCOMPARE(textOf(*packet), empty);
+    }
+}
+
+QTEST_APPLESS_MAIN(TestKxHostTextForm)
+#include "tst_kxhost_textform.moc"
