@@ -51,7 +51,9 @@ ArchiveNode::~ArchiveNode()
 
 ArchiveNode* ArchiveNode::appendChild(ArchiveNode* child)
 {
-    if (!child || child == this || child->m_parent || child == getRoot())
+    // A root with children might be this node's own root; a leaf can only be this node.
+    if (!child || child == this || child->m_parent
+        || (!child->m_children.empty() && child == getRoot()))
         return nullptr;
     child->m_parent = this;
     m_children.push_back(child);
