@@ -16,6 +16,7 @@ class KXHOST_EXPORT ArchiveNode
 public:
     /// A node holding @p packet, which it takes over (null for a root that holds none).
     explicit ArchiveNode(KXPacketable* packet = nullptr);
+    /// Deletes the packet and all child nodes.
     ~ArchiveNode();
     ArchiveNode(const ArchiveNode&) = delete;
     ArchiveNode& operator=(const ArchiveNode&) = delete;

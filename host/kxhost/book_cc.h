@@ -6,10 +6,13 @@
 class KXHOST_EXPORT BOOK_CC : public KXPacketable
 {
 public:
+    /// An empty book packet (data type 86) without a record.
     BOOK_CC();
     /// A copy, including a deep copy of the attached record.
     BOOK_CC(const BOOK_CC& other);
+    /// Frees the attached record.
     ~BOOK_CC() override;
+    /// Copies everything, as KXPacketable::operator= does.
     BOOK_CC& operator=(const BOOK_CC& other);
 
     /// Adopts a KXBOOK (its `next` is ignored): frees the record held so far and builds the

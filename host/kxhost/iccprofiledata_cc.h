@@ -9,6 +9,7 @@
 class KXHOST_EXPORT ICCPROFILEDATA_CC : public KXPacketable
 {
 public:
+    /// An empty colour-profile packet (data type 48).
     ICCPROFILEDATA_CC();
 
     /// Fills the profile-data element from the profile of the same name (the packet's name,

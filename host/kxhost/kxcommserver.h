@@ -21,6 +21,7 @@ class KXHOST_EXPORT KXCommServer
 public:
     /// A connection without data: every query yields nothing, host name empty, port 0.
     KXCommServer();
+    /// Closes the connection: frees its data and unregisters it.
     ~KXCommServer();
     KXCommServer(const KXCommServer&) = delete;
     KXCommServer& operator=(const KXCommServer&) = delete;

@@ -6,10 +6,13 @@
 class KXHOST_EXPORT KXDBENTRY_CC : public KXPacketable
 {
 public:
+    /// An empty database-entry packet (data type 8) without a record.
     KXDBENTRY_CC();
     /// A copy, including a deep copy of the attached record.
     KXDBENTRY_CC(const KXDBENTRY_CC& other);
+    /// Frees the attached record.
     ~KXDBENTRY_CC() override;
+    /// Copies everything, as KXPacketable::operator= does.
     KXDBENTRY_CC& operator=(const KXDBENTRY_CC& other);
 
     /// Adopts a KXDBENTRY (its `next` is ignored, not followed): frees the record held so far,

@@ -6,10 +6,13 @@
 class KXHOST_EXPORT KXJOB_CC : public KXPacketable
 {
 public:
+    /// An empty job packet (data type 21) without a record.
     KXJOB_CC();
     /// A copy, including a deep copy of the attached record.
     KXJOB_CC(const KXJOB_CC& other);
+    /// Frees the attached record.
     ~KXJOB_CC() override;
+    /// Copies everything, as KXPacketable::operator= does.
     KXJOB_CC& operator=(const KXJOB_CC& other);
 
     /// Adopts a KXJOB (its `next` is ignored): frees the record held so far, takes over the

@@ -27,6 +27,7 @@ public:
     explicit KXPacketable(PACKETDATATYPES type = PDT_OPAQUE);
     /// A copy of everything @p other holds.
     KXPacketable(const KXPacketable& other);
+    /// Frees the name and the elements.
     virtual ~KXPacketable();
 
     /// Copies everything from @p other: data type, key, name, elements and, when both are of
