@@ -1,0 +1,8 @@
+#pragma once
+
+// Every public header of kxxml.
+#include <kxxml/xml/xmlobject.h>
+#include <kxxml/xml/xmlmessage.h>
+#include <kxxml/xml/xmlimage.h>
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/messaging/xmlagent.h>

@@ -1,0 +1,70 @@
+#pragma once
+
+// Helpers shared by the tests: Qt's own writer as an oracle, and XML round trips.
+
+#include <QDomDocument>
+#include <QString>
+#include <QIODevice>
+#include <QTextStream>
+
+namespace TestHelpers {
+
+/// What Qt's own writer gives for @p node (QDomNode::save with one space of indentation).
+inline QString qtText(const QDomNode& node)
+{
+    QString text;
+    QTextStream stream(&text, QIODevice::WriteOnly);
+    stream << node;
+    return text;
+}
+
+/// Parses @p text as a document (namespace processing on) and returns its document element;
+/// a null element, with the parser's message in @p error, when it is not well-formed.
+inline QDomElement parseElement(const QString& text, QString* error = nullptr)
+{
+    QDomDocument document;
+    QString message;
+    int line = 0;
+    int column = 0;
+    if (!document.setContent(text, true, &message, &line, &column)) {
+        if (error)
+            *error = QStringLiteral("%1 at %2:%3").arg(message).arg(line).arg(column);
+        return {};
+    }
+    return document.documentElement();
+}
+
+/// Structural equality of two DOM trees: names, namespaces, attributes (in any order),
+/// node values and children in order.
+inline bool sameTree(const QDomNode& a, const QDomNode& b, QString* where = nullptr)
+{
+    auto fail = [where](const QDomNode& n, const QString& what) {
+        if (where)
+            *where = n.nodeName() + QStringLiteral(": ") + what;
+        return false;
+    };
+    if (a.nodeType() != b.nodeType() || a.nodeName() != b.nodeName())
+        return fail(a, QStringLiteral("differs from ") + b.nodeName());
+    if (a.namespaceURI() != b.namespaceURI() || a.nodeValue() != b.nodeValue())
+        return fail(a, QStringLiteral("namespace or value differs"));
+    const QDomNamedNodeMap aa = a.attributes();
+    const QDomNamedNodeMap ba = b.attributes();
+    if (aa.count() != ba.count())
+        return fail(a, QStringLiteral("attribute count differs"));
+    for (int i = 0; i < aa.count(); ++i) {
+        const QDomNode attribute = aa.item(i);
+        if (ba.namedItem(attribute.nodeName()).nodeValue() != attribute.nodeValue())
+            return fail(a, QStringLiteral("attribute ") + attribute.nodeName() + QStringLiteral(" differs"));
+    }
+    QDomNode ca = a.firstChild();
+    QDomNode cb = b.firstChild();
+    for (; !ca.isNull() && !cb.isNull(); ca = ca.nextSibling(), cb = cb.nextSibling()) {
+        if (!sameTree(ca, cb, where))
+            return false;
+    }
+    if (!ca.isNull() || !cb.isNull())
+        return fail(a, QStringLiteral("child count differs"));
+    return true;
+}
+
+} // namespace TestHelpers

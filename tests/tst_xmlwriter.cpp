@@ -1,0 +1,288 @@
+// XMLObject::toString against Qt's own writer, on every kind of node Qt's DOM holds.
+#include "testhelpers.h"
+
+#include <kxxml/xml/xmlobject.h>
+
+#include <QDomDocument>
+#include <QRandomGenerator>
+#include <QtTest>
+
+#include <functional>
+
+using TestHelpers::qtText;
+
+namespace {
+
+using Builder = std::function<QDomNode(QDomDocument&)>;
+
+// A string holding every character the writers escape, plus non-ASCII text.
+const QString kSpecials = QStringLiteral("a<b>c&d\"e'f]]>g]>h\ri\nj\tk é € 😀 ]]");
+
+QDomElement element(QDomDocument& d, const QString& name, QDomNode parent = {})
+{
+    QDomElement e = d.createElement(name);
+    (parent.isNull() ? QDomNode(d) : parent).appendChild(e);
+    return e;
+}
+
+QString randomText(QRandomGenerator& rng)
+{
+    static const QString alphabet = QStringLiteral("ab <>&\"']\r\n\t-é€?");
+    QString text;
+    const int length = rng.bounded(6);
+    for (int i = 0; i < length; ++i)
+        text += alphabet.at(rng.bounded(alphabet.size()));
+    return text;
+}
+
+// A random tree whose elements carry at most one attribute, so Qt's hash order cannot matter.
+void growRandom(QDomDocument& d, QDomElement parent, QRandomGenerator& rng, int depth)
+{
+    const int children = depth > 4 ? 0 : rng.bounded(5);
+    for (int i = 0; i < children; ++i) {
+        switch (rng.bounded(7)) {
+        case 0:
+        case 1: {
+            QDomElement e = rng.bounded(4) == 0
+                    ? d.createElementNS(QStringLiteral("urn:n%1").arg(rng.bounded(2)),
+                                        rng.bounded(2) ? QStringLiteral("p:e") : QStringLiteral("e"))
+                    : d.createElement(QStringLiteral("e%1").arg(depth));
+            if (rng.bounded(2))
+                e.setAttribute(QStringLiteral("a"), randomText(rng));
+            parent.appendChild(e);
+            growRandom(d, e, rng, depth + 1);
+            break;
+        }
+        case 2: parent.appendChild(d.createTextNode(randomText(rng))); break;
+        case 3: parent.appendChild(d.createCDATASection(randomText(rng))); break;
+        case 4: parent.appendChild(d.createComment(randomText(rng))); break;
+        case 5: parent.appendChild(d.createProcessingInstruction(QStringLiteral("pi"), randomText(rng))); break;
+        default: parent.appendChild(d.createEntityReference(QStringLiteral("ent"))); break;
+        }
+    }
+}
+
+} // namespace
+
+class TestXmlWriter : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void matchesQt_data();
+    void matchesQt();
+    void matchesQtOnRandomTrees();
+    void attributesInNameOrder();
+    void sameTextInEveryRun();
+    void deepTreeWithoutRecursion();
+    void nullNodeIsEmpty();
+};
+
+void TestXmlWriter::matchesQt_data()
+{
+    QTest::addColumn<Builder>("build");
+
+    QTest::newRow("empty element") << Builder([](QDomDocument& d) -> QDomNode { return element(d, QStringLiteral("x")); });
+    QTest::newRow("nested elements") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        QDomElement b = element(d, QStringLiteral("b"), a);
+        element(d, QStringLiteral("c"), b);
+        element(d, QStringLiteral("d"), a);
+        return a;
+    });
+    QTest::newRow("attribute escaping") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.setAttribute(QStringLiteral("v"), kSpecials);
+        return a;
+    });
+    QTest::newRow("text escaping") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.appendChild(d.createTextNode(kSpecials));
+        return a;
+    });
+    QTest::newRow("text outside an element") << Builder([](QDomDocument& d) -> QDomNode { return d.createTextNode(kSpecials); });
+    QTest::newRow("mixed content") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.appendChild(d.createTextNode(QStringLiteral("before ")));
+        QDomElement b = element(d, QStringLiteral("b"), a);
+        b.appendChild(d.createTextNode(QStringLiteral("inner")));
+        a.appendChild(d.createTextNode(QStringLiteral(" between ")));
+        element(d, QStringLiteral("c"), a);
+        element(d, QStringLiteral("d"), a);
+        a.appendChild(d.createTextNode(QStringLiteral(" after")));
+        return a;
+    });
+    QTest::newRow("cdata, comments, instructions") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.appendChild(d.createCDATASection(QStringLiteral("x < y ]]> z")));
+        a.appendChild(d.createComment(QStringLiteral(" note -")));
+        element(d, QStringLiteral("b"), a);
+        a.appendChild(d.createProcessingInstruction(QStringLiteral("target"), QStringLiteral("data")));
+        a.appendChild(d.createComment(QStringLiteral("plain")));
+        a.appendChild(d.createEntityReference(QStringLiteral("ref")));
+        return a;
+    });
+    QTest::newRow("default namespace") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(XMLObject::KX_NAMESPACE, QStringLiteral("kxxml"));
+        d.appendChild(a);
+        element(d, QStringLiteral("header"), a);
+        return a;
+    });
+    QTest::newRow("prefixed namespaces") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        QDomElement b = d.createElementNS(QStringLiteral("urn:b"), QStringLiteral("q:b"));
+        b.setAttributeNS(QStringLiteral("urn:c"), QStringLiteral("r:at"), QStringLiteral("1"));
+        a.appendChild(b);
+        QDomElement c = d.createElementNS(QString(), QStringLiteral("c"));
+        a.appendChild(c);
+        return a;
+    });
+    QTest::newRow("empty namespace") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QLatin1String(""), QStringLiteral("dummydoc"));
+        d.appendChild(a);
+        element(d, QStringLiteral("ui"), a);
+        return a;
+    });
+    QTest::newRow("document") << Builder([](QDomDocument& d) -> QDomNode {
+        d.appendChild(d.createProcessingInstruction(QStringLiteral("xml"), QStringLiteral("version=\"1.0\"")));
+        d.appendChild(d.createComment(QStringLiteral("top")));
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.setAttribute(QStringLiteral("k"), QStringLiteral("v"));
+        element(d, QStringLiteral("b"), a).appendChild(d.createTextNode(QStringLiteral("t")));
+        return d;
+    });
+    QTest::newRow("parsed document with doctype") << Builder([](QDomDocument& d) -> QDomNode {
+        d.setContent(QStringLiteral("<?xml version=\"1.0\"?><!DOCTYPE r><r>\n <x a=\"1\">t</x>\n</r>"));
+        return d;
+    });
+    QTest::newRow("element inside siblings") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.appendChild(d.createTextNode(QStringLiteral("t")));
+        QDomElement b = element(d, QStringLiteral("b"), a);
+        element(d, QStringLiteral("c"), b);
+        a.appendChild(d.createTextNode(QStringLiteral("u")));
+        return b;
+    });
+    QTest::newRow("document fragment") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomDocumentFragment f = d.createDocumentFragment();
+        f.appendChild(d.createElement(QStringLiteral("a")));
+        f.appendChild(d.createTextNode(QStringLiteral("t")));
+        element(d, QStringLiteral("c"), f.appendChild(d.createElement(QStringLiteral("b"))));
+        return f;
+    });
+    QTest::newRow("attribute node") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.setAttribute(QStringLiteral("v"), kSpecials);
+        return a.attributeNode(QStringLiteral("v"));
+    });
+}
+
+void TestXmlWriter::matchesQt()
+{
+    QFETCH(Builder, build);
+    QDomDocument document;
+    const QDomNode node = build(document);
+    QCOMPARE(XMLObject::toString(node), qtText(node));
+}
+
+void TestXmlWriter::matchesQtOnRandomTrees()
+{
+    for (quint32 seed = 1; seed <= 300; ++seed) {
+        QRandomGenerator rng(seed);
+        QDomDocument document;
+        QDomElement root = element(document, QStringLiteral("root"));
+        growRandom(document, root, rng, 0);
+        const QString ours = XMLObject::toString(root);
+        const QString qts = qtText(root);
+        if (ours != qts)
+            QFAIL(qPrintable(QStringLiteral("seed %1:\n%2\n--- Qt wrote ---\n%3").arg(seed).arg(ours, qts)));
+        QCOMPARE(XMLObject::toString(document), qtText(document));
+    }
+}
+
+void TestXmlWriter::attributesInNameOrder()
+{
+    QDomDocument document;
+    QDomElement e = element(document, QStringLiteral("e"));
+    const QStringList names = { QStringLiteral("zeta"), QStringLiteral("alpha"), QStringLiteral("mid"),
+                                QStringLiteral("beta"), QStringLiteral("Alpha") };
+    for (const QString& name : names)
+        e.setAttribute(name, name.toUpper());
+    QCOMPARE(XMLObject::toString(e),
+             QStringLiteral(" <e Alpha=\"ALPHA\" alpha=\"ALPHA\" beta=\"BETA\" mid=\"MID\" zeta=\"ZETA\"/>\n"));
+}
+
+// The writer's output may not depend on Qt's per-process hash seed: run this test binary
+// again in child processes with different seeds and compare what they print.
+void TestXmlWriter::sameTextInEveryRun()
+{
+    if (qEnvironmentVariableIsSet("KXXML_WRITER_CHILD")) {
+        QDomDocument document;
+        QDomElement e = element(document, QStringLiteral("e"));
+        for (int i = 0; i < 40; ++i)
+            e.setAttribute(QStringLiteral("a%1").arg(i), i);
+        std::fputs(XMLObject::toString(e).toUtf8().constData(), stdout);
+        return;
+    }
+    QStringList outputs;
+    for (const char* seed : { "1", "2", "3" }) {
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("KXXML_WRITER_CHILD"), QStringLiteral("1"));
+        env.insert(QStringLiteral("QT_HASH_SEED"), QLatin1String(seed));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(),
+                    { QStringLiteral("-o"), QStringLiteral("/dev/null,txt"), QStringLiteral("sameTextInEveryRun") });
+        QVERIFY(child.waitForFinished(30000));
+        const QString out = QString::fromUtf8(child.readAllStandardOutput());
+        QVERIFY(out.contains(QLatin1String("a0=\"0\" a1=\"1\" a10=\"10\"")));
+        outputs << out;
+    }
+    QCOMPARE(outputs.at(1), outputs.at(0));
+    QCOMPARE(outputs.at(2), outputs.at(0));
+}
+
+void TestXmlWriter::deepTreeWithoutRecursion()
+{
+    // Text around each nested element, so no line is indented and the text stays linear in
+    // the depth (indentation alone would make it quadratic).
+    // Built from the bottom up: Qt's appendChild walks the new parent's ancestors.
+    const int depth = 100000;
+    QDomDocument document;
+    QDomElement top = document.createElement(QStringLiteral("d"));
+    const QDomElement bottom = top;
+    for (int i = 1; i < depth; ++i) {
+        QDomElement parent = document.createElement(QStringLiteral("d"));
+        parent.appendChild(document.createTextNode(QStringLiteral("t")));
+        parent.appendChild(top);
+        parent.appendChild(document.createTextNode(QStringLiteral("u")));
+        top = parent;
+    }
+    document.appendChild(top);
+
+    const QString text = XMLObject::toString(top);
+    QCOMPARE(text.count(QLatin1String("<d>t")), depth - 1);
+    QCOMPARE(text.count(QLatin1String("u</d>")), depth - 1);
+    QVERIFY(text.startsWith(QLatin1String(" <d>t<d>t<d>")));
+    QVERIFY(text.contains(QLatin1String("<d>t<d/>u</d>u</d>")));
+    QVERIFY(text.endsWith(QLatin1String("u</d>u</d>\n")));
+    QCOMPARE(text.size(), qsizetype(1 + 9 * (depth - 1) + 4 + 1));
+
+    // Qt's DOM destroys nodes recursively: take the tree apart from the top down, so that
+    // each node goes on its own (Qt's removeChild walks the parent's ancestors).
+    document.removeChild(top);
+    for (QDomElement e = top; e != bottom;) {
+        const QDomElement child = e.firstChildElement();
+        e.removeChild(child);
+        e = child;
+    }
+}
+
+void TestXmlWriter::nullNodeIsEmpty()
+{
+    QCOMPARE(XMLObject::toString(QDomNode()), QString());
+}
+
+QTEST_GUILESS_MAIN(TestXmlWriter)
+#include "tst_xmlwriter.moc"
