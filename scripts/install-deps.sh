@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what building and testing kxxml needs on Debian 12, from Debian's packages.
+set -euo pipefail
+packages=(cmake g++ make qt6-base-dev libqt6core5compat6-dev)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if ((${#missing[@]})); then
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

@@ -1,0 +1,226 @@
+// XMLObject: construction, kinds, node handling and the static DOM utilities.
+#include <kxxml/xml/xmlobject.h>
+
+#include <QtTest>
+
+Q_DECLARE_METATYPE(XMLObject::XMLOBJECT_TYPE)
+
+namespace {
+
+QDomElement childOf(QDomElement& parent, const QString& name)
+{
+    return XMLObject::createElement(parent, name);
+}
+
+QStringList childNames(const QDomElement& parent)
+{
+    QStringList names;
+    for (QDomNode n = parent.firstChild(); !n.isNull(); n = n.nextSibling())
+        names << n.nodeName();
+    return names;
+}
+
+// A parent holding, in order: msg, action, ui, action, action (adjacent), text.
+QDomElement mixedParent(QDomDocument& document)
+{
+    QDomElement parent = document.createElement(QStringLiteral("body"));
+    document.appendChild(parent);
+    for (const char* name : { "msg", "action", "ui", "action", "action" })
+        childOf(parent, QLatin1String(name));
+    XMLObject::createTextNodeV(parent, QStringLiteral("action"));
+    return parent;
+}
+
+} // namespace
+
+class TestXmlObject : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void rootNames_data();
+    void rootNames();
+    void constructionBuildsDummyDocument();
+    void kindTests();
+    void nodesOfType();
+    void removeNodesOfType();
+    void setNodeCopies();
+    void getNodeCopies();
+    void getNodeConstShares();
+    void documentUtilities();
+    void elementAndTextCreation();
+    void isXMLPacketableByTagName();
+};
+
+void TestXmlObject::rootNames_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("packet") << 0 << "kxxml";
+    QTest::newRow("packetable") << 1 << "packetable";
+    QTest::newRow("action") << 2 << "action";
+    QTest::newRow("ui") << 3 << "ui";
+    QTest::newRow("image") << 4 << "img";
+    QTest::newRow("message") << 5 << "msg";
+    QTest::newRow("unknown 9") << 9 << "nobody";
+    QTest::newRow("unknown -1") << -1 << "nobody";
+}
+
+void TestXmlObject::rootNames()
+{
+    QFETCH(int, type);
+    QFETCH(QString, name);
+    const auto t = static_cast<XMLObject::XMLOBJECT_TYPE>(type);
+    QCOMPARE(XMLObject::rootNodeName(t), name);
+    XMLObject object(t);
+    QCOMPARE(object.rootNodeName(), name);
+    QCOMPARE(object.toString(), QStringLiteral(" <%1/>\n").arg(name));
+}
+
+void TestXmlObject::constructionBuildsDummyDocument()
+{
+    XMLObject object(XMLObject::XMLOBJECT_UI);
+    const QDomElement node = object.getNodeConst();
+    const QDomElement dummy = node.parentNode().toElement();
+    QCOMPARE(dummy.tagName(), QStringLiteral("dummydoc"));
+    QCOMPARE(dummy.namespaceURI(), QLatin1String("")); // empty, not null
+    QVERIFY(!dummy.namespaceURI().isNull());
+    QVERIFY(dummy.parentNode().isDocument());
+    QVERIFY(dummy.ownerDocument().doctype().name().isEmpty());
+    QCOMPARE(childNames(dummy), QStringList{ QStringLiteral("ui") });
+}
+
+void TestXmlObject::kindTests()
+{
+    const QList<bool (XMLObject::*)() const> tests = { &XMLObject::isXMLPacketable, &XMLObject::isXMLAction,
+                                                       &XMLObject::isXMLUI, &XMLObject::isXMLImage,
+                                                       &XMLObject::isXMLMessage };
+    for (int type = 0; type <= 6; ++type) {
+        XMLObject object(static_cast<XMLObject::XMLOBJECT_TYPE>(type));
+        for (int i = 0; i < tests.size(); ++i)
+            QCOMPARE((object.*tests.at(i))(), type == i + 1);
+    }
+}
+
+void TestXmlObject::nodesOfType()
+{
+    QDomDocument document;
+    const QDomElement parent = mixedParent(document);
+    QVERIFY(XMLObject::hasNodesOfType(parent, XMLObject::XMLOBJECT_ACTION));
+    QVERIFY(!XMLObject::hasNodesOfType(parent, XMLObject::XMLOBJECT_IMAGE));
+
+    std::list<QDomNode> found;
+    QCOMPARE(XMLObject::getNodesOfType(parent, XMLObject::XMLOBJECT_ACTION, found), 3);
+    QCOMPARE(found.size(), size_t(3));
+    QCOMPARE(found.front(), parent.childNodes().at(1)); // document order
+    QCOMPARE(found.back(), parent.childNodes().at(4));
+    // Results accumulate over calls; a kind with no children leaves the list alone.
+    QCOMPARE(XMLObject::getNodesOfType(parent, XMLObject::XMLOBJECT_ACTION, found), 3);
+    QCOMPARE(found.size(), size_t(6));
+    QCOMPARE(XMLObject::getNodesOfType(parent, XMLObject::XMLOBJECT_IMAGE, found), 0);
+    QCOMPARE(found.size(), size_t(6));
+
+    // Only direct children count, and an element without children has none.
+    QDomElement empty = document.createElement(QStringLiteral("empty"));
+    QVERIFY(!XMLObject::hasNodesOfType(empty, XMLObject::XMLOBJECT_MESSAGE));
+    QDomElement outer = document.createElement(QStringLiteral("outer"));
+    QDomElement inner = childOf(outer, QStringLiteral("inner"));
+    childOf(inner, QStringLiteral("msg"));
+    QVERIFY(!XMLObject::hasNodesOfType(outer, XMLObject::XMLOBJECT_MESSAGE));
+    QCOMPARE(XMLObject::getNodesOfType(outer, XMLObject::XMLOBJECT_MESSAGE, found), 0);
+}
+
+void TestXmlObject::removeNodesOfType()
+{
+    QDomDocument document;
+    QDomElement parent = mixedParent(document);
+    XMLObject::removeNodesOfType(parent, XMLObject::XMLOBJECT_ACTION);
+    QCOMPARE(childNames(parent), (QStringList{ QStringLiteral("msg"), QStringLiteral("ui"), QStringLiteral("#text") }));
+    XMLObject::removeNodesOfType(parent, XMLObject::XMLOBJECT_IMAGE);
+    QCOMPARE(parent.childNodes().count(), 3);
+}
+
+void TestXmlObject::setNodeCopies()
+{
+    QDomDocument document;
+    QDomElement e = document.createElement(QStringLiteral("action"));
+    e.setAttribute(QStringLiteral("name"), QStringLiteral("open"));
+    XMLObject object(XMLObject::XMLOBJECT_ACTION);
+    const QDomElement previous = object.getNodeConst();
+    object.setNode(e);
+
+    e.setAttribute(QStringLiteral("name"), QStringLiteral("changed"));
+    childOf(e, QStringLiteral("child"));
+    QCOMPARE(object.toString(), QStringLiteral(" <action name=\"open\"/>\n"));
+    // The copy belongs to the object's document but is not in its tree; the previous
+    // node stays where it was.
+    QVERIFY(object.getNodeConst().parentNode().isNull());
+    QCOMPARE(object.getNodeConst().ownerDocument(), previous.ownerDocument());
+    QCOMPARE(previous.parentNode().nodeName(), QStringLiteral("dummydoc"));
+}
+
+void TestXmlObject::getNodeCopies()
+{
+    XMLObject object(XMLObject::XMLOBJECT_MESSAGE);
+    QDomElement copy = object.getNode();
+    QVERIFY(copy.parentNode().isNull());
+    copy.setAttribute(QStringLiteral("msg"), QStringLiteral("x"));
+    childOf(copy, QStringLiteral("y"));
+    QCOMPARE(object.toString(), QStringLiteral(" <msg/>\n"));
+}
+
+void TestXmlObject::getNodeConstShares()
+{
+    QDomDocument document;
+    QDomElement elsewhere = document.createElement(QStringLiteral("body"));
+    {
+        XMLObject object(XMLObject::XMLOBJECT_IMAGE);
+        elsewhere.appendChild(object.getNodeConst());
+        QDomElement node = object.getNodeConst();
+        node.setAttribute(QStringLiteral("name"), QStringLiteral("logo"));
+    }
+    // The element outlives its object in its new tree.
+    QCOMPARE(XMLObject::toString(elsewhere), QStringLiteral(" <body>\n  <img name=\"logo\"/>\n </body>\n"));
+}
+
+void TestXmlObject::documentUtilities()
+{
+    const QDomDocument document = XMLObject::createDocument(XMLObject::KX_NAMESPACE, QStringLiteral("kxxml"));
+    const QDomElement root = XMLObject::getDocumentRoot(document);
+    QCOMPARE(root.tagName(), QStringLiteral("kxxml"));
+    QCOMPARE(root.namespaceURI(), XMLObject::KX_NAMESPACE);
+    QVERIFY(document.doctype().name().isEmpty());
+    QVERIFY(XMLObject::KX_NAMESPACE.startsWith(QLatin1String("http://")));
+    QVERIFY(XMLObject::KX_NAMESPACE.endsWith(QLatin1String("/xml/")));
+    QCOMPARE(XMLObject::NUMLIST_SEP, QStringLiteral(" "));
+}
+
+void TestXmlObject::elementAndTextCreation()
+{
+    QDomDocument document;
+    QDomElement parent = document.createElement(QStringLiteral("p"));
+    document.appendChild(parent);
+    childOf(parent, QStringLiteral("first"));
+    QDomElement second = XMLObject::createElement(parent, QStringLiteral("second"));
+    XMLObject::createElementV(parent, QStringLiteral("third"));
+    const QDomText text = XMLObject::createTextNode(second, QStringLiteral("t"));
+    XMLObject::createTextNodeV(second, QStringLiteral("u"));
+    QCOMPARE(childNames(parent), (QStringList{ QStringLiteral("first"), QStringLiteral("second"), QStringLiteral("third") }));
+    QCOMPARE(text.parentNode(), QDomNode(second));
+    QCOMPARE(second.text(), QStringLiteral("tu"));
+    QCOMPARE(XMLObject::getElement(parent, QStringLiteral("second")), second);
+    QVERIFY(XMLObject::getElement(parent, QStringLiteral("missing")).isNull());
+    QVERIFY(XMLObject::getElement(second, QStringLiteral("#text")).isNull()); // not an element
+}
+
+void TestXmlObject::isXMLPacketableByTagName()
+{
+    QDomDocument document;
+    for (const char* name : { "packetable", "Packetable", "packetables", "p:packetable" }) {
+        const QDomElement e = document.createElement(QLatin1String(name));
+        QCOMPARE(XMLObject::isXMLPacketable(e), qstrcmp(name, "packetable") == 0);
+    }
+}
+
+QTEST_GUILESS_MAIN(TestXmlObject)
+#include "tst_xmlobject.moc"

@@ -1,0 +1,219 @@
+// XMLPacket: the envelope, its ids, body, copies, equality and printing.
+#include "testhelpers.h"
+
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/xml/xmlimage.h>
+#include <kxxml/xml/xmlmessage.h>
+
+#include <QtTest>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+const QString kEmptyPacket = QStringLiteral(
+    "<kxxml xmlns=\"%1\">\n <header>\n  <src/>\n  <dst/>\n </header>\n <body/>\n</kxxml>\n");
+
+// What f() writes to standard output.
+template <typename F>
+QByteArray captureStdout(F f)
+{
+    std::fflush(stdout);
+    QTemporaryFile file;
+    if (!file.open())
+        return {};
+    const int saved = dup(fileno(stdout));
+    dup2(file.handle(), fileno(stdout));
+    f();
+    std::fflush(stdout);
+    dup2(saved, fileno(stdout));
+    close(saved);
+    file.seek(0);
+    return file.readAll();
+}
+
+} // namespace
+
+class TestXmlPacket : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void emptyEnvelope();
+    void agentIds_data();
+    void agentIds();
+    void appendCopiesAndMoves();
+    void nodesOfType();
+    void copyAndEquality();
+    void equalityIsTextual();
+    void initResetsOrCopies();
+    void copyOfDamagedEnvelope();
+    void printWritesText();
+};
+
+void TestXmlPacket::emptyEnvelope()
+{
+    XMLPacket packet;
+    QVERIFY(packet.isEmpty());
+    QCOMPARE(packet.getSourceAgentID(), 0);
+    QCOMPARE(packet.getDestinationAgentID(), 0);
+    QCOMPARE(packet.packetText(), kEmptyPacket.arg(XMLObject::KX_NAMESPACE));
+    QCOMPARE(packet.rootNodeName(), QStringLiteral("kxxml"));
+}
+
+void TestXmlPacket::agentIds_data()
+{
+    QTest::addColumn<int>("source");
+    QTest::addColumn<int>("destination");
+    QTest::newRow("ordinary") << 3 << 7;
+    QTest::newRow("comm server") << -1 << 5;
+    QTest::newRow("negative") << -5 << INT_MAX;
+}
+
+void TestXmlPacket::agentIds()
+{
+    QFETCH(int, source);
+    QFETCH(int, destination);
+    XMLPacket packet;
+    packet.setSourceAgentID(source);
+    packet.setDestinationAgentID(destination);
+    QCOMPARE(packet.getSourceAgentID(), source);
+    QCOMPARE(packet.getDestinationAgentID(), destination);
+    const QDomElement root = TestHelpers::parseElement(packet.packetText());
+    const QDomElement header = root.firstChildElement(XMLPacket::HEADER);
+    QCOMPARE(header.firstChildElement(XMLPacket::SOURCE).attribute(XMLPacket::AGENT_ID), QString::number(source));
+    QCOMPARE(header.firstChildElement(XMLPacket::DESTINATION).attribute(XMLPacket::AGENT_ID), QString::number(destination));
+    QVERIFY(packet.isEmpty()); // the header does not count
+}
+
+void TestXmlPacket::appendCopiesAndMoves()
+{
+    XMLPacket packet;
+    XMLMessage copied(QStringLiteral("copied"));
+    XMLImage moved(QStringLiteral("moved"));
+    const QDomElement copy = packet.append(copied);
+    packet.appendV(moved);
+    QVERIFY(!packet.isEmpty());
+    QCOMPARE(copy.attribute(QStringLiteral("msg")), QStringLiteral("copied"));
+
+    copied.setMessage(QStringLiteral("changed"));
+    moved.setURL(QStringLiteral("u"));
+    const QString text = packet.packetText();
+    QVERIFY(text.contains(QLatin1String("<msg msg=\"copied\"/>")));
+    QVERIFY(text.contains(QLatin1String("<img name=\"moved\" url=\"u\"/>")));
+
+    // The moved element lives on in the packet after its object is gone.
+    { XMLMessage gone(QStringLiteral("kept")); packet.appendV(gone); }
+    QVERIFY(packet.packetText().contains(QLatin1String("<msg msg=\"kept\"/>")));
+}
+
+void TestXmlPacket::nodesOfType()
+{
+    XMLPacket packet;
+    std::list<QDomNode> found;
+    QVERIFY(!packet.hasNodesOfType(XMLObject::XMLOBJECT_MESSAGE));
+    QCOMPARE(packet.getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, found), 0);
+    XMLMessage a(QStringLiteral("a"));
+    XMLImage b(QStringLiteral("b"));
+    packet.append(a);
+    packet.append(b);
+    packet.append(a);
+    QVERIFY(packet.hasNodesOfType(XMLObject::XMLOBJECT_IMAGE));
+    QCOMPARE(packet.getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, found), 2);
+    QCOMPARE(found.size(), size_t(2));
+}
+
+void TestXmlPacket::copyAndEquality()
+{
+    XMLPacket original;
+    original.setSourceAgentID(3);
+    original.setDestinationAgentID(7);
+    XMLMessage message(QStringLiteral("m"));
+    original.append(message);
+
+    XMLPacket copy;
+    copy = original;
+    QVERIFY(copy == original);
+    QVERIFY(!(copy != original));
+    QCOMPARE(copy.getSourceAgentID(), 3);
+
+    copy.setDestinationAgentID(8); // the copy shares nothing with its source
+    QVERIFY(copy != original);
+    QCOMPARE(original.getDestinationAgentID(), 7);
+    original.setDestinationAgentID(8);
+    QVERIFY(copy == original);
+    original.append(message);
+    QVERIFY(copy != original);
+}
+
+void TestXmlPacket::equalityIsTextual()
+{
+    // Same content, attributes written in another order: still equal, since the text puts
+    // attributes in name order. Different whitespace text: unequal.
+    XMLPacket a;
+    XMLPacket b;
+    XMLImage first;
+    first.setName(QStringLiteral("n"));
+    first.setURL(QStringLiteral("u"));
+    XMLImage second;
+    second.setURL(QStringLiteral("u"));
+    second.setName(QStringLiteral("n"));
+    a.append(first);
+    b.append(second);
+    QVERIFY(a == b);
+    XMLPacket c;
+    c = b;
+    XMLMessage blank(QStringLiteral(" "));
+    c.append(blank);
+    QVERIFY(c != b);
+}
+
+void TestXmlPacket::initResetsOrCopies()
+{
+    XMLPacket packet;
+    packet.setSourceAgentID(1);
+    XMLMessage m(QStringLiteral("x"));
+    packet.append(m);
+    XMLPacket other;
+    other.init(&packet);
+    QVERIFY(other == packet);
+    other.init(nullptr);
+    QVERIFY(other.isEmpty());
+    QCOMPARE(other.getSourceAgentID(), 0);
+    QCOMPARE(other.packetText(), kEmptyPacket.arg(XMLObject::KX_NAMESPACE));
+    QVERIFY(!packet.isEmpty());
+}
+
+void TestXmlPacket::copyOfDamagedEnvelope()
+{
+    // A copied envelope whose header is missing leaves those handles null; nothing crashes.
+    struct DamagedPacket : XMLPacket
+    {
+        void dropHeader() { root.removeChild(header); }
+    };
+    DamagedPacket damaged;
+    damaged.dropHeader();
+    XMLPacket copy;
+    copy = damaged;
+    copy.setSourceAgentID(4);
+    QCOMPARE(copy.getSourceAgentID(), 0);
+    XMLMessage m(QStringLiteral("x"));
+    copy.append(m);
+    QVERIFY(!copy.isEmpty());
+    QVERIFY(!copy.packetText().contains(XMLPacket::HEADER));
+}
+
+void TestXmlPacket::printWritesText()
+{
+    XMLPacket packet;
+    packet.setSourceAgentID(3);
+    XMLMessage m(QStringLiteral("é €"));
+    packet.append(m);
+    const QByteArray printed = captureStdout([&] { packet.print(); });
+    QCOMPARE(printed, packet.packetText().toUtf8());
+    QVERIFY(printed.endsWith("</kxxml>\n"));
+}
+
+QTEST_GUILESS_MAIN(TestXmlPacket)
+#include "tst_xmlpacket.moc"
