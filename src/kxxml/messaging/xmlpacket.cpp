@@ -1,5 +1,7 @@
 #include "xmlpacket.h"
 
+#include <kxxml/ui/xmlaction.h>
+#include <kxxml/ui/xmlui.h>
 #include <kxxml/xml/xmlimage.h>
 #include <kxxml/xml/xmlmessage.h>
 
@@ -52,6 +54,16 @@ QDomElement XMLPacket::append(XMLImage& image)
     return appendCopy(image);
 }
 
+QDomElement XMLPacket::append(XMLAction& action)
+{
+    return appendCopy(action);
+}
+
+QDomElement XMLPacket::append(XMLUI& ui)
+{
+    return appendCopy(ui);
+}
+
 void XMLPacket::appendV(XMLMessage& message)
 {
     appendOwn(message);
@@ -60,6 +72,16 @@ void XMLPacket::appendV(XMLMessage& message)
 void XMLPacket::appendV(XMLImage& image)
 {
     appendOwn(image);
+}
+
+void XMLPacket::appendV(XMLAction& action)
+{
+    appendOwn(action);
+}
+
+void XMLPacket::appendV(XMLUI& ui)
+{
+    appendOwn(ui);
 }
 
 bool XMLPacket::hasNodesOfType(XMLObject::XMLOBJECT_TYPE t) const

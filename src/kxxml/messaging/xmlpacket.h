@@ -2,8 +2,10 @@
 
 #include <kxxml/xml/xmlobject.h>
 
+class XMLAction;
 class XMLImage;
 class XMLMessage;
+class XMLUI;
 
 /// The envelope that agents exchange through the router: a header naming the source and
 /// destination agents by id, and a body holding the elements of any number of XML objects.
@@ -38,10 +40,14 @@ public:
     /// changes to the object do not reach the packet.
     QDomElement append(XMLMessage& message);
     QDomElement append(XMLImage& image);
+    QDomElement append(XMLAction& action);
+    QDomElement append(XMLUI& ui);
     /// Moves the object's own element into the body (no copy): later changes made through
     /// the object show in the packet.
     void appendV(XMLMessage& message);
     void appendV(XMLImage& image);
+    void appendV(XMLAction& action);
+    void appendV(XMLUI& ui);
 
     bool hasNodesOfType(XMLObject::XMLOBJECT_TYPE t) const;
     int getNodesOfType(XMLObject::XMLOBJECT_TYPE t, std::list<QDomNode>& out) const;
