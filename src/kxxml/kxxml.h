@@ -6,6 +6,8 @@
 #include <kxxml/xml/xmlimage.h>
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlagent.h>
+#include <kxxml/packetable/hostlib.h>
+#include <kxxml/packetable/xmlpacketable.h>
 #include <kxxml/ui/xmlaction.h>
 #include <kxxml/ui/xmlactiongroup.h>
 #include <kxxml/ui/xmlui.h>

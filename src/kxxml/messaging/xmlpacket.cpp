@@ -4,6 +4,7 @@
 #include <kxxml/ui/xmlui.h>
 #include <kxxml/xml/xmlimage.h>
 #include <kxxml/xml/xmlmessage.h>
+#include <kxxml/packetable/xmlpacketable.h>
 
 #include <cstdio>
 
@@ -64,6 +65,11 @@ QDomElement XMLPacket::append(XMLUI& ui)
     return appendCopy(ui);
 }
 
+QDomElement XMLPacket::append(XMLPacketable& packetable)
+{
+    return appendCopy(packetable);
+}
+
 void XMLPacket::appendV(XMLMessage& message)
 {
     appendOwn(message);
@@ -82,6 +88,27 @@ void XMLPacket::appendV(XMLAction& action)
 void XMLPacket::appendV(XMLUI& ui)
 {
     appendOwn(ui);
+}
+
+void XMLPacket::appendV(XMLPacketable& packetable)
+{
+    appendOwn(packetable);
+}
+
+QDomElement XMLPacket::append(KXPacketable& packet, bool current)
+{
+    // The temporary's element lives on in the body: DOM nodes are shared.
+    XMLPacketable packetable;
+    packetable.setData(packet);
+    if (current)
+        packetable.setCurrent(true);
+    appendOwn(packetable);
+    return packetable.getNodeConst();
+}
+
+void XMLPacket::appendV(KXPacketable& packet, bool current)
+{
+    append(packet, current);
 }
 
 bool XMLPacket::hasNodesOfType(XMLObject::XMLOBJECT_TYPE t) const

@@ -3,8 +3,10 @@
 #include <kxxml/xml/xmlobject.h>
 
 class XMLAction;
+class KXPacketable;
 class XMLImage;
 class XMLMessage;
+class XMLPacketable;
 class XMLUI;
 
 /// The envelope that agents exchange through the router: a header naming the source and
@@ -40,12 +42,20 @@ public:
     /// changes to the object do not reach the packet.
     QDomElement append(XMLMessage& message);
     QDomElement append(XMLImage& image);
+    QDomElement append(XMLPacketable& packetable);
     QDomElement append(XMLAction& action);
     QDomElement append(XMLUI& ui);
     /// Moves the object's own element into the body (no copy): later changes made through
     /// the object show in the packet.
     void appendV(XMLMessage& message);
     void appendV(XMLImage& image);
+    void appendV(XMLPacketable& packetable);
+
+    /// Converts the host packet @p packet (only read) into a "packetable" element, marked
+    /// `is_current` when @p current is true, appends it to the body and returns it.
+    QDomElement append(KXPacketable& packet, bool current);
+    /// The same as append(KXPacketable&, bool), without result.
+    void appendV(KXPacketable& packet, bool current);
     void appendV(XMLAction& action);
     void appendV(XMLUI& ui);
 
