@@ -50,14 +50,14 @@ public:
     void appendV(XMLMessage& message);
     void appendV(XMLImage& image);
     void appendV(XMLPacketable& packetable);
+    void appendV(XMLAction& action);
+    void appendV(XMLUI& ui);
 
     /// Converts the host packet @p packet (only read) into a "packetable" element, marked
     /// `is_current` when @p current is true, appends it to the body and returns it.
     QDomElement append(KXPacketable& packet, bool current);
     /// The same as append(KXPacketable&, bool), without result.
     void appendV(KXPacketable& packet, bool current);
-    void appendV(XMLAction& action);
-    void appendV(XMLUI& ui);
 
     bool hasNodesOfType(XMLObject::XMLOBJECT_TYPE t) const;
     int getNodesOfType(XMLObject::XMLOBJECT_TYPE t, std::list<QDomNode>& out) const;
