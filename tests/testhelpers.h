@@ -4,10 +4,17 @@
 
 #include <QDomDocument>
 #include <QString>
+#include <QStringList>
 #include <QIODevice>
 #include <QTextStream>
 
 namespace TestHelpers {
+
+/// The words of @p text, split at blanks: words("a b") is {"a", "b"}; words("") is empty.
+inline QStringList words(const char* text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
 
 /// What Qt's own writer gives for @p node (QDomNode::save with one space of indentation).
 inline QString qtText(const QDomNode& node)

@@ -1,0 +1,248 @@
+#include "xmlcommserver.h"
+
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/ui/xmlaction.h>
+
+#include <map>
+#include <memory>
+
+namespace {
+
+enum RequestCode { ListOutputs = 1000, ListPublications = 1001, ListBooks = 1002, ListJobs = 1003 };
+
+// The request's database keys, owned here and deleted on the way out.
+class KeyList
+{
+public:
+    explicit KeyList(const XMLAction* action)
+    {
+        if (action && action->hasKXKEYList())
+            keys = action->getKXKEYList();
+    }
+    ~KeyList() { qDeleteAll(keys); }
+    KeyList(const KeyList&) = delete;
+    KeyList& operator=(const KeyList&) = delete;
+
+    QList<KXKEY_ELEMENT*> keys;
+};
+
+// Publications are left out of the job list unless the request says otherwise.
+bool excludesPublications(const XMLAction* action)
+{
+    return !action || !action->hasExcludePublications() || action->getExcludePublications();
+}
+
+} // namespace
+
+XMLCommServer::XMLCommServer(KXCommServer* s)
+    : XMLAgent(0)
+    , server(s)
+{
+}
+
+XMLCommServer::~XMLCommServer() = default;
+
+void XMLCommServer::receive(XMLPacket* packet)
+{
+    if (!packet)
+        return;
+    if (packet->isEmpty()) {
+        delete packet;
+        return;
+    }
+    std::list<QDomNode> actions;
+    if (packet->getNodesOfType(XMLObject::XMLOBJECT_ACTION, actions) > 0) {
+        XMLAction action;
+        action.setNode(actions.front().toElement()); // only the first action is answered
+        const int source = packet->getSourceAgentID();
+        switch (action.getType()) {
+        case ListOutputs: sendOUTPUTs(source); break;
+        case ListPublications: sendPublications(source, &action); break;
+        case ListBooks: sendBooks(source, &action); break;
+        case ListJobs: sendKXJOBs(source, &action); break;
+        default: break; // not a request: no reply
+        }
+    }
+    packet->deleteLater();
+}
+
+KXDBENTRY* XMLCommServer::getDBList(PACKETDATATYPES type) const
+{
+    if (!server)
+        return nullptr;
+    KXLPCOMMANDS command{};
+    BM_MESSAGE_ID message{};
+    KXDBENTRY* entries = server->getDBList(command, message, type);
+    if (server->iserror(command)) {
+        KXPacketFreeList(entries, PDT_DBENTRY);
+        return nullptr;
+    }
+    return entries;
+}
+
+KXJOB* XMLCommServer::getKXJOBs(KXKEY_ELEMENT key) const
+{
+    if (!server)
+        return nullptr;
+    KXLPCOMMANDS command{};
+    BM_MESSAGE_ID message{};
+    return server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING,
+                               server->getidfromkxkey(key));
+}
+
+KXJOB* XMLCommServer::getKXJOBs(const QList<KXKEY_ELEMENT*>& keys) const
+{
+    KXJOB* jobs = nullptr;
+    for (const KXKEY_ELEMENT* key : keys) {
+        if (key)
+            AddListList(jobs, getKXJOBs(*key));
+    }
+    return jobs;
+}
+
+KXBOOK* XMLCommServer::getBooks(KXKEY_ELEMENT key) const
+{
+    if (!server)
+        return nullptr;
+    KXLPCOMMANDS command{};
+    BM_MESSAGE_ID message{};
+    return server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, key);
+}
+
+KXBOOK* XMLCommServer::getBooks(const QList<KXKEY_ELEMENT*>& keys) const
+{
+    KXBOOK* books = nullptr;
+    for (const KXKEY_ELEMENT* key : keys) {
+        if (key)
+            AddListList(books, getBooks(*key));
+    }
+    return books;
+}
+
+void XMLCommServer::sendOUTPUTs(int destination) const
+{
+    KXDBENTRY* entries = getDBList(PDT_OUTPUTDB);
+    if (!entries)
+        return;
+    XMLPacket* reply = getXMLPacket(destination);
+    // The packetable adopts each entry in turn and frees the last with itself.
+    const std::unique_ptr<KXPacketable> packetable(PacketableUtil::getPacketable(PDT_DBENTRY));
+    while (KXDBENTRY* entry = entries) {
+        RemoveItemFromList(entries, entry);
+        packetable->setData(reinterpret_cast<unsigned char*>(entry));
+        reply->append(*packetable, false);
+    }
+    deliver(reply);
+}
+
+void XMLCommServer::sendKXJOBs(int destination, XMLAction* action) const
+{
+    const bool exclude = excludesPublications(action);
+    KXJOB* jobs = nullptr;
+    {
+        const KeyList request(action);
+        jobs = gatherJobs(request.keys);
+    }
+    XMLPacket* reply = getXMLPacket(destination);
+    KXJOB_CC packetable;
+    while (KXJOB* job = jobs) {
+        RemoveItemFromList(jobs, job);
+        if (exclude && job->publicationName) {
+            KXPacketFreeItem(job, PDT_JOB);
+            continue;
+        }
+        packetable.setName(job->name);
+        KXJOB_CC::trimLists(job);
+        packetable.setData(reinterpret_cast<unsigned char*>(job)); // adopted: not freed here
+        reply->appendV(packetable, false);
+    }
+    deliver(reply);
+    KXPacketFreeList(jobs, PDT_JOB);
+}
+
+void XMLCommServer::sendPublications(int destination, XMLAction* action) const
+{
+    KXJOB* jobs = nullptr;
+    {
+        const KeyList request(action);
+        jobs = gatherJobs(request.keys);
+    }
+    if (!jobs)
+        return;
+
+    std::map<unsigned int, KXJOB*> chosen; // by publication number, ascending
+    for (KXJOB* job = jobs; job; job = job->next) {
+        if (!job->publicationName)
+            continue;
+        auto [it, inserted] = chosen.try_emplace(job->publicationNumber, job);
+        // A later job wins only with a strictly smaller page number: ties keep the first.
+        if (!inserted && KXJOB_CC::pageNumber(job) < KXJOB_CC::pageNumber(it->second))
+            it->second = job;
+    }
+
+    XMLPacket* reply = getXMLPacket(destination);
+    KXJOB_CC packetable;
+    for (const auto& [number, job] : chosen) {
+        RemoveItemFromList(jobs, job);
+        packetable.setName(job->publicationName);
+        KXJOB_CC::trimLists(job);
+        packetable.setData(reinterpret_cast<unsigned char*>(job));
+        reply->append(packetable, false);
+    }
+    deliver(reply);
+    KXPacketFreeList(jobs, PDT_JOB); // the jobs not chosen
+}
+
+void XMLCommServer::sendBooks(int destination, XMLAction* action) const
+{
+    KXBOOK* books = nullptr;
+    {
+        const KeyList request(action);
+        books = gatherBooks(request.keys);
+    }
+    if (!books)
+        return;
+    XMLPacket* reply = getXMLPacket(destination);
+    BOOK_CC packetable;
+    while (KXBOOK* book = books) {
+        RemoveItemFromList(books, book);
+        packetable.setName(book->name);
+        packetable.setData(reinterpret_cast<unsigned char*>(book));
+        reply->append(packetable, false);
+    }
+    deliver(reply);
+    KXPacketFreeList(books, PDT_BOOK);
+}
+
+KXJOB* XMLCommServer::gatherJobs(const QList<KXKEY_ELEMENT*>& keys) const
+{
+    if (!keys.isEmpty())
+        return getKXJOBs(keys);
+    KXJOB* jobs = nullptr;
+    KXDBENTRY* databases = getDBList(PDT_OUTPUTDB);
+    for (const KXDBENTRY* entry = databases; entry; entry = entry->next)
+        AddListList(jobs, getKXJOBs(entry->key));
+    KXPacketFreeList(databases, PDT_DBENTRY);
+    return jobs;
+}
+
+KXBOOK* XMLCommServer::gatherBooks(const QList<KXKEY_ELEMENT*>& keys) const
+{
+    if (!keys.isEmpty())
+        return getBooks(keys);
+    KXBOOK* books = nullptr;
+    KXDBENTRY* databases = getDBList(PDT_BOOKDB);
+    for (const KXDBENTRY* entry = databases; entry; entry = entry->next)
+        AddListList(books, getBooks(entry->key));
+    KXPacketFreeList(databases, PDT_DBENTRY);
+    return books;
+}
+
+void XMLCommServer::deliver(XMLPacket* reply) const
+{
+    if (router)
+        router->send(reply); // the router takes the reply over
+    else
+        delete reply;
+}
