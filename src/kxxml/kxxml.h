@@ -11,3 +11,5 @@
 #include <kxxml/ui/xmlaction.h>
 #include <kxxml/ui/xmlactiongroup.h>
 #include <kxxml/ui/xmlui.h>
+#include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/commserver/xmlcommserver.h>
