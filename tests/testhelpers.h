@@ -3,6 +3,7 @@
 // Helpers shared by the tests: Qt's own writer as an oracle, and XML round trips.
 
 #include <QDomDocument>
+#include <QRandomGenerator>
 #include <QString>
 #include <QStringList>
 #include <QIODevice>
@@ -72,6 +73,45 @@ inline bool sameTree(const QDomNode& a, const QDomNode& b, QString* where = null
     if (!ca.isNull() || !cb.isNull())
         return fail(a, QStringLiteral("child count differs"));
     return true;
+}
+
+inline QString randomText(QRandomGenerator& rng)
+{
+    static const QString alphabet = QStringLiteral("ab <>&\"']\r\n\t-é€?");
+    QString text;
+    const int length = rng.bounded(6);
+    for (int i = 0; i < length; ++i)
+        text += alphabet.at(rng.bounded(alphabet.size()));
+    return text;
+}
+
+/// Grows a random tree under @p parent: elements (some in namespaces) with at most one
+/// attribute each, so Qt's hash order cannot matter, text, CDATA, comments, instructions and
+/// entity references, with every character the writers escape.
+inline void growRandom(QDomDocument& d, QDomElement parent, QRandomGenerator& rng, int depth)
+{
+    const int children = depth > 4 ? 0 : rng.bounded(5);
+    for (int i = 0; i < children; ++i) {
+        switch (rng.bounded(7)) {
+        case 0:
+        case 1: {
+            QDomElement e = rng.bounded(4) == 0
+                    ? d.createElementNS(QStringLiteral("urn:n%1").arg(rng.bounded(2)),
+                                        rng.bounded(2) ? QStringLiteral("p:e") : QStringLiteral("e"))
+                    : d.createElement(QStringLiteral("e%1").arg(depth));
+            if (rng.bounded(2))
+                e.setAttribute(QStringLiteral("a"), randomText(rng));
+            parent.appendChild(e);
+            growRandom(d, e, rng, depth + 1);
+            break;
+        }
+        case 2: parent.appendChild(d.createTextNode(randomText(rng))); break;
+        case 3: parent.appendChild(d.createCDATASection(randomText(rng))); break;
+        case 4: parent.appendChild(d.createComment(randomText(rng))); break;
+        case 5: parent.appendChild(d.createProcessingInstruction(QStringLiteral("pi"), randomText(rng))); break;
+        default: parent.appendChild(d.createEntityReference(QStringLiteral("ent"))); break;
+        }
+    }
 }
 
 } // namespace TestHelpers

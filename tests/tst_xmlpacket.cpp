@@ -47,6 +47,7 @@ private Q_SLOTS:
     void nodesOfType();
     void copyAndEquality();
     void equalityIsTextual();
+    void equalityAgreesWithText();
     void initResetsOrCopies();
     void copyOfDamagedEnvelope();
     void printWritesText();
@@ -169,6 +170,55 @@ void TestXmlPacket::equalityIsTextual()
     QVERIFY(c != b);
 }
 
+// Equality stops early when the packets differ; it must still answer exactly as comparing
+// the two texts does, for any content and for differences anywhere.
+void TestXmlPacket::equalityAgreesWithText()
+{
+    struct RandomPacket : XMLPacket
+    {
+        using XMLPacket::operator=;
+        explicit RandomPacket(quint32 seed)
+        {
+            QRandomGenerator rng(seed);
+            TestHelpers::growRandom(packetDocument, body, rng, 0);
+        }
+        // Changes one node's text somewhere in the body, or nothing.
+        void mutate(QRandomGenerator& rng)
+        {
+            QList<QDomNode> nodes;
+            for (QDomNode n = body.firstChild(); !n.isNull();) {
+                nodes << n;
+                if (n.hasChildNodes()) {
+                    n = n.firstChild();
+                    continue;
+                }
+                while (!n.isNull() && n.nextSibling().isNull() && n != body)
+                    n = n.parentNode();
+                n = (n.isNull() || n == body) ? QDomNode() : n.nextSibling();
+            }
+            if (nodes.isEmpty() || rng.bounded(3) == 0)
+                return;
+            QDomNode target = nodes.at(rng.bounded(int(nodes.size())));
+            if (target.isElement())
+                target.toElement().setAttribute(QStringLiteral("a"), TestHelpers::randomText(rng));
+            else if (target.isCharacterData())
+                target.setNodeValue(TestHelpers::randomText(rng));
+        }
+    };
+    int equal = 0;
+    for (quint32 seed = 1; seed <= 400; ++seed) {
+        RandomPacket a(seed);
+        RandomPacket b(seed);
+        QRandomGenerator rng(seed);
+        b.mutate(rng);
+        const bool sameText = a.packetText() == b.packetText();
+        QCOMPARE(a == b, sameText);
+        QCOMPARE(b == a, sameText);
+        equal += sameText;
+    }
+    QVERIFY(equal > 50 && equal < 350); // both outcomes well represented
+}
+
 void TestXmlPacket::initResetsOrCopies()
 {
     XMLPacket packet;
@@ -190,6 +240,7 @@ void TestXmlPacket::copyOfDamagedEnvelope()
     // A copied envelope whose header is missing leaves those handles null; nothing crashes.
     struct DamagedPacket : XMLPacket
     {
+        using XMLPacket::operator=;
         void dropHeader() { root.removeChild(header); }
     };
     DamagedPacket damaged;

@@ -25,43 +25,6 @@ QDomElement element(QDomDocument& d, const QString& name, QDomNode parent = {})
     return e;
 }
 
-QString randomText(QRandomGenerator& rng)
-{
-    static const QString alphabet = QStringLiteral("ab <>&\"']\r\n\t-é€?");
-    QString text;
-    const int length = rng.bounded(6);
-    for (int i = 0; i < length; ++i)
-        text += alphabet.at(rng.bounded(alphabet.size()));
-    return text;
-}
-
-// A random tree whose elements carry at most one attribute, so Qt's hash order cannot matter.
-void growRandom(QDomDocument& d, QDomElement parent, QRandomGenerator& rng, int depth)
-{
-    const int children = depth > 4 ? 0 : rng.bounded(5);
-    for (int i = 0; i < children; ++i) {
-        switch (rng.bounded(7)) {
-        case 0:
-        case 1: {
-            QDomElement e = rng.bounded(4) == 0
-                    ? d.createElementNS(QStringLiteral("urn:n%1").arg(rng.bounded(2)),
-                                        rng.bounded(2) ? QStringLiteral("p:e") : QStringLiteral("e"))
-                    : d.createElement(QStringLiteral("e%1").arg(depth));
-            if (rng.bounded(2))
-                e.setAttribute(QStringLiteral("a"), randomText(rng));
-            parent.appendChild(e);
-            growRandom(d, e, rng, depth + 1);
-            break;
-        }
-        case 2: parent.appendChild(d.createTextNode(randomText(rng))); break;
-        case 3: parent.appendChild(d.createCDATASection(randomText(rng))); break;
-        case 4: parent.appendChild(d.createComment(randomText(rng))); break;
-        case 5: parent.appendChild(d.createProcessingInstruction(QStringLiteral("pi"), randomText(rng))); break;
-        default: parent.appendChild(d.createEntityReference(QStringLiteral("ent"))); break;
-        }
-    }
-}
-
 } // namespace
 
 class TestXmlWriter : public QObject
@@ -192,7 +155,7 @@ void TestXmlWriter::matchesQtOnRandomTrees()
         QRandomGenerator rng(seed);
         QDomDocument document;
         QDomElement root = element(document, QStringLiteral("root"));
-        growRandom(document, root, rng, 0);
+        TestHelpers::growRandom(document, root, rng, 0);
         const QString ours = XMLObject::toString(root);
         const QString qts = qtText(root);
         if (ours != qts)

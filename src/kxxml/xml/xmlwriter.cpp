@@ -59,6 +59,29 @@ bool isTextLike(const QDomNode& n)
     return !n.isNull() && n.isText(); // CDATA sections count as text, as in Qt's writer
 }
 
+void indent(QString& out, const QDomNode& n, int depth)
+{
+    if (!isTextLike(n.previousSibling()))
+        out += QString(depth, QLatin1Char(' '));
+}
+
+void newlineAfter(QString& out, const QDomNode& n)
+{
+    if (!isTextLike(n.nextSibling()))
+        out += QLatin1Char('\n');
+}
+
+void writeWithQt(QString& out, const QDomNode& n)
+{
+    QTextStream stream(&out, QIODevice::WriteOnly | QIODevice::Append);
+    n.save(stream, 1);
+}
+
+bool isXmlDeclaration(const QDomNode& n)
+{
+    return n.isProcessingInstruction() && n.nodeName() == QLatin1String("xml");
+}
+
 QString qualifiedName(const QDomNode& n)
 {
     if (n.namespaceURI().isNull())
@@ -69,72 +92,115 @@ QString qualifiedName(const QDomNode& n)
 
 } // namespace
 
+XMLWriter::XMLWriter(const QDomNode& node)
+    : top(node)
+{
+    if (top.isNull())
+        finished = true;
+    else if (top.isDocument())
+        finished = !startTree(top.firstChild(), 0);
+    else
+        startTree(top, 1);
+}
+
 QString XMLWriter::write(const QDomNode& node)
 {
     QString out;
-    if (node.isNull())
-        return out;
-    XMLWriter writer(out);
-    if (node.isDocument())
-        writer.writeDocument(node);
-    else
-        writer.writeTree(node, 1);
+    XMLWriter writer(node);
+    while (writer.writeNext(out)) {
+    }
     return out;
 }
 
-void XMLWriter::writeDocument(const QDomNode& document)
+bool XMLWriter::sameText(const QDomNode& a, const QDomNode& b)
 {
-    const QDomDocumentType type = document.toDocument().doctype();
-    bool typeWritten = false;
-    for (QDomNode child = document.firstChild(); !child.isNull(); child = child.nextSibling()) {
-        if (child.isDocumentType())
-            continue;
-        const bool declaration = child.isProcessingInstruction()
-                && child.nodeName() == QLatin1String("xml");
-        if (!typeWritten && !declaration) {
+    XMLWriter left(a);
+    XMLWriter right(b);
+    QString leftText;
+    QString rightText;
+    bool leftMore = true;
+    bool rightMore = true;
+    while (leftMore || rightMore) {
+        // Write on the side that is behind, then compare what both have written.
+        if (leftMore && (leftText.size() <= rightText.size() || !rightMore))
+            leftMore = left.writeNext(leftText);
+        else
+            rightMore = right.writeNext(rightText);
+        const qsizetype common = qMin(leftText.size(), rightText.size());
+        if (QStringView(leftText).first(common) != QStringView(rightText).first(common))
+            return false;
+        leftText.remove(0, common);
+        rightText.remove(0, common);
+    }
+    return leftText.isEmpty() && rightText.isEmpty();
+}
+
+bool XMLWriter::startTree(const QDomNode& tree, int treeDepth)
+{
+    // A document's own type node is written before its first child other than the XML
+    // declaration, as Qt does; the type node itself is never walked.
+    QDomNode n = tree;
+    while (!n.isNull() && n.isDocumentType())
+        n = n.nextSibling();
+    if (n.isNull())
+        return false;
+    start = n;
+    current = n;
+    depth = treeDepth;
+    entering = true;
+    return true;
+}
+
+bool XMLWriter::nextTopLevel()
+{
+    finished = !top.isDocument() || !startTree(start.nextSibling(), 0);
+    return !finished;
+}
+
+bool XMLWriter::writeNext(QString& out)
+{
+    if (finished)
+        return false;
+    if (entering) {
+        if (top.isDocument() && !typeWritten && !isXmlDeclaration(current)) {
+            const QDomDocumentType type = top.toDocument().doctype();
             if (!type.isNull() && !type.name().isEmpty())
-                writeWithQt(type);
+                writeWithQt(out, type);
             typeWritten = true;
         }
-        writeTree(child, 0);
+        enter(out, current, depth);
+        const bool container = current.isElement() || current.isDocumentFragment();
+        if (container && current.hasChildNodes()) {
+            if (current.isElement())
+                ++depth; // a fragment's children are written at its own depth
+            current = current.firstChild();
+        } else {
+            entering = false;
+        }
+        return true;
     }
+    // current is done: go on with its next sibling, or close the parent it ends.
+    if (current == start)
+        return nextTopLevel();
+    const QDomNode next = current.nextSibling();
+    if (!next.isNull()) {
+        current = next;
+        entering = true;
+        return true;
+    }
+    current = current.parentNode();
+    if (current.isElement()) {
+        --depth;
+        closeElement(out, current, depth);
+    }
+    return true;
 }
 
-void XMLWriter::writeTree(const QDomNode& start, int depth)
-{
-    QDomNode n = start;
-    for (;;) {
-        enter(n, depth);
-        const bool container = n.isElement() || n.isDocumentFragment();
-        if (container && n.hasChildNodes()) {
-            n = n.firstChild();
-            if (!n.parentNode().isDocumentFragment())
-                ++depth;
-            continue;
-        }
-        // n is done: go on with its next sibling, closing the ancestors it ends.
-        for (;;) {
-            if (n == start)
-                return;
-            const QDomNode next = n.nextSibling();
-            if (!next.isNull()) {
-                n = next;
-                break;
-            }
-            n = n.parentNode();
-            if (n.isElement()) {
-                --depth;
-                closeElement(n, depth);
-            }
-        }
-    }
-}
-
-void XMLWriter::enter(const QDomNode& n, int depth)
+void XMLWriter::enter(QString& out, const QDomNode& n, int level)
 {
     switch (n.nodeType()) {
     case QDomNode::ElementNode: {
-        indent(n, depth);
+        indent(out, n, level);
         const QString name = qualifiedName(n);
         out += QLatin1Char('<') + name;
         const QString uri = n.namespaceURI();
@@ -145,14 +211,14 @@ void XMLWriter::enter(const QDomNode& n, int depth)
             appendEscaped(out, uri, Escape::Attribute);
             out += QLatin1Char('"');
         }
-        writeAttributes(n);
+        writeAttributes(out, n);
         if (n.hasChildNodes()) {
             out += QLatin1Char('>');
             if (!isTextLike(n.firstChild()))
                 out += QLatin1Char('\n');
         } else {
             out += QLatin1String("/>");
-            newlineAfter(n);
+            newlineAfter(out, n);
         }
         break;
     }
@@ -166,13 +232,13 @@ void XMLWriter::enter(const QDomNode& n, int depth)
         out += QLatin1String("<![CDATA[") + n.nodeValue() + QLatin1String("]]>");
         break;
     case QDomNode::CommentNode: {
-        indent(n, depth);
+        indent(out, n, level);
         const QString value = n.nodeValue();
         out += QLatin1String("<!--") + value;
         if (value.endsWith(QLatin1Char('-')))
             out += QLatin1Char(' '); // a comment must not end in "--->"
         out += QLatin1String("-->");
-        newlineAfter(n);
+        newlineAfter(out, n);
         break;
     }
     case QDomNode::ProcessingInstructionNode:
@@ -195,20 +261,20 @@ void XMLWriter::enter(const QDomNode& n, int depth)
     case QDomNode::DocumentFragmentNode:
         break; // its children are written at its own depth
     default:
-        writeWithQt(n); // document types, entities and notations: leaves without nesting
+        writeWithQt(out, n); // document types, entities and notations: leaves without nesting
         break;
     }
 }
 
-void XMLWriter::closeElement(const QDomNode& element, int depth)
+void XMLWriter::closeElement(QString& out, const QDomNode& element, int level)
 {
     if (!isTextLike(element.lastChild()))
-        out += QString(depth, QLatin1Char(' '));
+        out += QString(level, QLatin1Char(' '));
     out += QLatin1String("</") + qualifiedName(element) + QLatin1Char('>');
-    newlineAfter(element);
+    newlineAfter(out, element);
 }
 
-void XMLWriter::writeAttributes(const QDomNode& element)
+void XMLWriter::writeAttributes(QString& out, const QDomNode& element)
 {
     const QDomNamedNodeMap map = element.attributes();
     const int count = map.count();
@@ -242,20 +308,3 @@ void XMLWriter::writeAttributes(const QDomNode& element)
     }
 }
 
-void XMLWriter::indent(const QDomNode& n, int depth)
-{
-    if (!isTextLike(n.previousSibling()))
-        out += QString(depth, QLatin1Char(' '));
-}
-
-void XMLWriter::newlineAfter(const QDomNode& n)
-{
-    if (!isTextLike(n.nextSibling()))
-        out += QLatin1Char('\n');
-}
-
-void XMLWriter::writeWithQt(const QDomNode& n)
-{
-    QTextStream stream(&out, QIODevice::WriteOnly | QIODevice::Append);
-    n.save(stream, 1);
-}

@@ -6,22 +6,35 @@
 /// Writes DOM nodes as XML text: exactly what QDomNode::save(stream, 1) writes, except that
 /// each element's attributes come in order of their names, so the text does not depend on
 /// Qt's hash order. Walks the tree without recursion, so depth is bounded by memory only.
+///
+/// The text is produced a step at a time (one tag, text node or closing tag per step), so
+/// that two trees can be compared as text without writing either whole: sameText stops at
+/// the first step where the texts part.
 class XMLWriter
 {
 public:
+    /// The whole text of @p node.
     static QString write(const QDomNode& node);
+    /// Whether write(@p a) == write(@p b), stopping as soon as the texts differ.
+    static bool sameText(const QDomNode& a, const QDomNode& b);
 
 private:
-    explicit XMLWriter(QString& target) : out(target) {}
+    explicit XMLWriter(const QDomNode& node);
 
-    void writeTree(const QDomNode& start, int depth);
-    void writeDocument(const QDomNode& document);
-    void enter(const QDomNode& n, int depth);
-    void closeElement(const QDomNode& element, int depth);
-    void writeAttributes(const QDomNode& element);
-    void indent(const QDomNode& n, int depth);
-    void newlineAfter(const QDomNode& n);
-    void writeWithQt(const QDomNode& n);
+    /// Appends the next step's text to @p out; false when there is nothing left to write.
+    bool writeNext(QString& out);
+    bool startTree(const QDomNode& tree, int treeDepth);
+    bool nextTopLevel();
 
-    QString& out;
+    void enter(QString& out, const QDomNode& n, int level);
+    void closeElement(QString& out, const QDomNode& element, int level);
+    void writeAttributes(QString& out, const QDomNode& element);
+
+    QDomNode top;       ///< the node being written (a document's children are written in turn)
+    QDomNode start;     ///< the tree being walked: top itself, or a child of a document
+    QDomNode current;   ///< the walk's position
+    int depth = 0;
+    bool entering = true;  ///< current is still to be entered (else: it is done)
+    bool finished = false;
+    bool typeWritten = false;
 };
