@@ -1,5 +1,7 @@
 #include "xmlaction.h"
 
+#include <kxxml/packetable/xmlpacketable.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -536,6 +538,18 @@ bool XMLAction::getVisible() const
 bool XMLAction::hasVisible() const
 {
     return hasProperty(node, kVisible);
+}
+
+QDomElement XMLAction::append(XMLPacketable& packetable)
+{
+    return node.appendChild(document.importNode(packetable.getNodeConst(), true)).toElement();
+}
+
+QDomElement XMLAction::append(KXPacketable& packet)
+{
+    XMLPacketable packetable;
+    packetable.setData(packet);
+    return append(packetable);
 }
 
 bool XMLAction::hasNodesOfType(XMLOBJECT_TYPE t) const
