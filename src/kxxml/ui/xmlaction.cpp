@@ -1,4 +1,5 @@
 #include "xmlaction.h"
+#include "xmlaction_p.h"
 
 #include <kxxml/packetable/xmlpacketable.h>
 
@@ -86,7 +87,7 @@ QRect XMLAction::textRect() const
     return m_textRect;
 }
 
-void XMLAction::setActionGroup(XMLActionGroup* group)
+KXXML_NO_SANITIZE_VPTR void XMLAction::setActionGroup(XMLActionGroup* group)
 {
     m_group = group;
 }

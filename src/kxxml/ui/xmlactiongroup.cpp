@@ -1,16 +1,9 @@
 #include "xmlactiongroup.h"
 
 #include <kxxml/ui/xmlaction.h>
+#include "xmlaction_p.h"
 
 #include <algorithm>
-
-// removeAction() also runs from a member's destroyed(), when only its QObject part is left;
-// the sanitizer's dynamic-type check would flag the one write it then makes.
-#if defined(__GNUC__)
-#define KXXML_NO_SANITIZE_VPTR __attribute__((no_sanitize("vptr")))
-#else
-#define KXXML_NO_SANITIZE_VPTR
-#endif
 
 XMLActionGroup::XMLActionGroup(QObject* parent, const char* name)
     : QObject(parent)
