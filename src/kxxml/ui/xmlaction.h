@@ -15,8 +15,10 @@ class XMLPacketable;
 /// position, sorting, visibility, check state). Two rectangles and the exclusive group the
 /// action belongs to live only in the object and are never written to the element.
 ///
-/// Every getter answers a fixed default when its value is absent; three of those defaults
-/// are not zero on purpose: "colour" is 0xFFFFFF, "enabled" and "visible" are true.
+/// Each value has a setter, a getter and a presence test (hasX: the property exists). Every
+/// getter answers a fixed default when its value is absent, and the typed read otherwise (so
+/// a present but unparsable value reads 0 or false); three defaults are not zero on purpose:
+/// "colour" is 0xFFFFFF, "enabled" and "visible" are true.
 class KXXML_EXPORT XMLAction : public XMLObject
 {
     Q_OBJECT
