@@ -8,6 +8,7 @@
 #include <kxxml/messaging/xmlagent.h>
 #include <kxxml/packetable/hostlib.h>
 #include <kxxml/packetable/xmlpacketable.h>
+#include <kxxml/packetable/xpkreference.h>
 #include <kxxml/ui/xmlaction.h>
 #include <kxxml/ui/xmlactiongroup.h>
 #include <kxxml/ui/xmlui.h>

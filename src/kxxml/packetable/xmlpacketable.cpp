@@ -1,5 +1,8 @@
 #include "xmlpacketable.h"
 
+#include "archiveinliner_p.h"
+#include "xpkreference.h"
+
 #include <QByteArray>
 
 #include <algorithm>
@@ -77,22 +80,29 @@ ValueKind valueKind(unsigned int mapped)
     }
 }
 
-// The kind of the data element whose tag is written @p digits (hexadecimal), by @p table.
-// Both conversion directions decide through this function alone.
-ValueKind dataElementKind(CONVERTSTRUCTELEMENTINFO* table, QStringView digits, unsigned int* tag)
+// The mapped element type of the data element whose tag is written @p digits (hexadecimal),
+// by @p table; 0 when the tag is no number or not in the table. Every conversion looks data
+// elements up through this function alone.
+unsigned int mappedTypeOf(CONVERTSTRUCTELEMENTINFO* table, QStringView digits, unsigned int* tag)
 {
     if (!table)
-        return ValueKind::None;
+        return 0;
     bool ok = false;
     const unsigned int number = XMLObject::toUInt(digits, &ok, 16);
     if (!ok)
-        return ValueKind::None;
+        return 0;
     const CONVERTSTRUCTELEMENTINFO* row = XMLPacketable::getConvStructFromDataTag(table, number);
     if (!row)
-        return ValueKind::None;
+        return 0;
     if (tag)
         *tag = number;
-    return valueKind(mappedType(*row));
+    return mappedType(*row);
+}
+
+// The kind of the data element whose tag is written @p digits, by @p table.
+ValueKind dataElementKind(CONVERTSTRUCTELEMENTINFO* table, QStringView digits, unsigned int* tag)
+{
+    return valueKind(mappedTypeOf(table, digits, tag));
 }
 
 // The conversion table of a level. `stop` is set for an item of storage class 6 or without a
@@ -785,4 +795,62 @@ void XMLPacketable::appendBinaryDataPacket(QString& out, const QDomElement& e)
 void XMLPacketable::clearCache() const
 {
     m_packet.reset();
+}
+
+XMLPacketable* XMLPacketable::fromArchiveNode(KXCommServer& server, ArchiveNode* archiveNode)
+{
+    if (!archiveNode)
+        return nullptr;
+    auto packetable = std::make_unique<XMLPacketable>();
+    packetable->setData(server, archiveNode);
+    return packetable.release();
+}
+
+void XMLPacketable::setData(KXCommServer& server, const ArchiveNode* archiveNode)
+{
+    if (!archiveNode || !archiveNode->getPacket())
+        return;
+    clearCache();
+    const ArchiveInliner inliner(server);
+    inliner.fill(*this, *archiveNode);
+    inliner.inlineInto(node, archiveNode, ArchiveInliner::referredNodes(*this, *archiveNode));
+}
+
+void XMLPacketable::insertInlineData(KXCommServer& server, const ArchiveNode* archiveNode)
+{
+    if (!m_packet || !archiveNode)
+        return;
+    ArchiveInliner(server).inlineInto(node, nullptr, {archiveNode});
+}
+
+int XMLPacketable::getXPKReferences(QList<XPKReference*>& out) const
+{
+    const QDomElement item = isXMLPacketable(node) ? getPacketableItemNode(node) : node;
+    if (!item.hasChildNodes())
+        return 0;
+    const LevelTable level = tableOf(item);
+    if (level.stop || !level.table)
+        return 0;
+    int appended = 0;
+    for (QDomElement e = item.firstChildElement(); !e.isNull(); e = e.nextSiblingElement()) {
+        if (e.tagName() == LIST || e.tagName() == ITEM)
+            continue;
+        const unsigned int mapped = mappedTypeOf(level.table, dataTagOf(e), nullptr);
+        if (mapped != KXET_NAMEREF && mapped != KXET_KEYREF)
+            continue;
+        const QDomElement inlined = e.firstChildElement();
+        if (inlined.isNull())
+            continue;
+        auto packetable = std::make_unique<XMLPacketable>();
+        packetable->setData(inlined);
+        out.append(mapped == KXET_NAMEREF ? new XPKReference(packetable.release(), getAttribute(e, VALUE))
+                                          : new XPKReference(packetable.release(), getDBkey(e)));
+        appended = 1;
+    }
+    return appended;
+}
+
+void XMLPacketable::nullifyReference(XPKReference*)
+{
+    // Deliberately a no-op: references own their packetables and are released by deleting them.
 }

@@ -4,11 +4,14 @@
 #include <kxxml/xml/xmlobject.h>
 
 #include <QDomNodeList>
+#include <QList>
 #include <QStringList>
 #include <QStringRef>
 
 #include <list>
 #include <memory>
+
+class XPKReference;
 
 /// A host packet (KXPacketable) as XML.
 ///
@@ -37,6 +40,15 @@
 /// the element they start from. Deeper content is skipped, the way anything else that
 /// cannot be placed is skipped, so input nested any depth costs neither stack nor more than
 /// linear time.
+///
+/// Archive packets: setData(KXCommServer&, const ArchiveNode*) fills the object from a node of
+/// the host's archive and places each packet it refers to (by key or by name) inside the data
+/// element that refers to it, and the packets those refer to inside the copies, to any depth
+/// and without recursion. The archive is expected to be acyclic; when it is not, a packet is
+/// never inlined inside itself: the reference that would do so is left as it stands and the
+/// others are inlined. getXPKReferences() hands the inlined packets out again. (Qt itself
+/// copies and destroys DOM trees recursively, so very long reference chains still cost stack
+/// there.)
 class KXXML_EXPORT XMLPacketable : public XMLObject
 {
 public:
@@ -205,6 +217,27 @@ public:
     static QString toStringArrayValuePacket(const QDomElement& e);
     /// Appends "<tag> <size> <text>\n" to @p out, also when they are empty.
     static void appendBinaryDataPacket(QString& out, const QDomElement& e);
+
+    // Archive nodes and references.
+    /// A new packetable filled from @p node as setData(KXCommServer&, const ArchiveNode*)
+    /// does, owned by the caller; null for a null node. The node stays the archive's.
+    static XMLPacketable* fromArchiveNode(KXCommServer& server, ArchiveNode* node);
+    /// Fills the object from @p node's packet (as setData(const KXPacketable&), after loading a
+    /// colour profile's data from @p server) and inlines the packets it refers to, found in
+    /// @p node's archive. Nothing for a null node or a node without a packet.
+    void setData(KXCommServer& server, const ArchiveNode* node);
+    /// Appends a copy of @p node's packet, with its own references inlined, to every data
+    /// element of the object's item that refers to it: by key when the packet's key is valid,
+    /// else by name; nothing for an invalid key without a name. Nothing either for a null node
+    /// or while the object has no cached packet.
+    void insertInlineData(KXCommServer& server, const ArchiveNode* node);
+    /// Appends to @p out one new reference, owned by the caller, per inlined packet directly
+    /// under the packet's item: name references (type 9) by the element's `value`, key
+    /// references (type 14) by its `key` and `hkey`. Nested lists and items are not looked at.
+    /// Returns 1 when it appended any, else 0 (a flag, not a count).
+    int getXPKReferences(QList<XPKReference*>& out) const;
+    /// Does nothing; the reference and its packetable stay as they are.
+    void nullifyReference(XPKReference* reference);
 
 private:
     void clearCache() const;
