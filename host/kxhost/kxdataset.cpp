@@ -345,18 +345,26 @@ bool Loader::loadDatabase(const QJsonValue& value, const std::string& path, int 
     QJsonArray list;
     if (!arrayMember(object, path, listName, list))
         return false;
+    // Records are appended at the last one loaded, not at the end found from the head,
+    // so that a database of n records loads in O(n).
+    KXJOB* lastJob = nullptr;
+    KXBOOK* lastBook = nullptr;
     for (qsizetype i = 0; i < list.size(); ++i) {
         const std::string itemPath = element(member(path, listName), i);
         if (kind == KXDBKIND_OUTPUT) {
             KXJOB* record = nullptr;
             const bool ok = loadJob(list.at(i), itemPath, *databases[index].entry, record);
-            AddListList(databases[index].jobs, record);
+            AddListList(lastJob ? lastJob->next : databases[index].jobs, record);
+            if (record)
+                lastJob = record;
             if (!ok)
                 return false;
         } else {
             KXBOOK* record = nullptr;
             const bool ok = loadBook(list.at(i), itemPath, *databases[index].entry, record);
-            AddListList(databases[index].books, record);
+            AddListList(lastBook ? lastBook->next : databases[index].books, record);
+            if (record)
+                lastBook = record;
             if (!ok)
                 return false;
         }
