@@ -1,0 +1,648 @@
+// kxxml-bench: each figure of docs/PERFORMANCE.md measured beside its baseline in one run.
+//
+// Benchmarks come in pairs (or families) named "<figure>/<what>"; the summary printed at the
+// end divides each figure by its baseline, using the medians when the run has repetitions.
+// Memory is counted by the program's own malloc family (memcount.cpp).
+//
+//   kxxml-bench [benchmark flags] [--kx_summary=FILE.md] [--kx_summary_json=FILE.json]
+//               [--kx_scaling=FILE.dat]
+#include "memcount.h"
+
+#include <kxxml/kxxml.h>
+
+#include <benchmark/benchmark.h>
+
+#include <QBuffer>
+#include <QCoreApplication>
+#include <QDomDocument>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextStream>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+// ---- Agents and the event loop ----
+
+/// Receives packets and deletes them; can keep the text of the last one.
+class Sink : public XMLAgent
+{
+public:
+    Sink() : XMLAgent(1) {}
+    void receive(XMLPacket* packet) override
+    {
+        ++received;
+        if (keepText)
+            lastText = packet->packetText();
+        delete packet;
+    }
+    int received = 0;
+    bool keepText = false;
+    QString lastText;
+};
+
+/// Runs the event loop until @p sink has received @p count packets in all, then the
+/// deferred deletions.
+void deliverUntil(const Sink& sink, int count)
+{
+    while (sink.received < count)
+        QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// ---- Data ----
+
+/// A small request: one action with three attributes (name, type, originator) and two
+/// properties (page number, index).
+XMLPacket* smallPacket(const XMLAgent& from, int to)
+{
+    XMLPacket* packet = from.getXMLPacket(to);
+    XMLAction action(QStringLiteral("open"), 1005, 3);
+    action.setPageNumber(12);
+    action.setIndex(4);
+    packet->appendV(action);
+    return packet;
+}
+
+/// A dataset with one output database holding @p jobs jobs of realistic size: name, page,
+/// key, colours, comments, two sections, a history entry (trimmed from replies), a profile,
+/// and a publication for every fourth job.
+std::string jobsDataset(int jobs)
+{
+    std::string json = R"({"format":"kxhost-dataset/1","connection":{"host":"bench","port":7010},)"
+                       R"("profiles":[{"name":"Coated","data":"0A0B0C0D"}],)"
+                       R"("outputs":[{"name":"North","key":"a:1","id":1,"jobs":[)";
+    json.reserve(static_cast<size_t>(jobs) * 420 + 256);
+    char record[512];
+    for (int i = 0; i < jobs; ++i) {
+        std::snprintf(record, sizeof record,
+                      R"(%s{"name":"Job %d","page":%d,"key":"%x:1","colours":[1,2,3,4],)"
+                      R"("comments":["first proof","colours checked"],)"
+                      R"("sections":[{"title":"News","firstPage":1,"pages":8},)"
+                      R"({"title":"Sport","firstPage":9,"pages":4}],)"
+                      R"("history":[{"title":"v1","firstPage":1,"pages":6}],"profile":"Coated")",
+                      i ? "," : "", i, i % 64 + 1, i + 0x100);
+        json += record;
+        if (i % 4 == 0) {
+            std::snprintf(record, sizeof record, R"(,"publication":{"name":"Morning Post","number":%d})", i % 10);
+            json += record;
+        }
+        json += '}';
+    }
+    json += "]}]}";
+    return json;
+}
+
+std::unique_ptr<KXCommServer> openJobs(int jobs)
+{
+    std::string error;
+    std::unique_ptr<KXCommServer> server = KXCommServer::openData(jobsDataset(jobs), "bench", &error);
+    if (!server)
+        std::fprintf(stderr, "kxxml-bench: dataset: %s\n", error.c_str());
+    return server;
+}
+
+/// One job packet, as the comm server builds it for a reply.
+std::unique_ptr<KXJOB_CC> jobPacket()
+{
+    static std::unique_ptr<KXCommServer> server = openJobs(1);
+    KXLPCOMMANDS command{};
+    BM_MESSAGE_ID message{};
+    KXJOB* job = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
+    auto packet = std::make_unique<KXJOB_CC>();
+    packet->setName(job->name);
+    KXJOB_CC::trimLists(job);
+    packet->setData(reinterpret_cast<unsigned char*>(job));
+    return packet;
+}
+
+/// A letter of ordinary size: text, a key reference, numbers, lines, an attachment, a
+/// reference by name and two lists of four sections.
+std::unique_ptr<KXPacketable> letterPacket()
+{
+    std::string text = "SI 1F\n10 Dear sir, the proofs of the morning edition are attached.\n"
+                       "11 100 1\n12 6 1 2 3 5 8 13\n13 3 first line\rsecond line\rthird line\n"
+                       "14 8 0A0B0C0D0E0F1011\n1B Coated\n";
+    for (int list = 0; list < 2; ++list) {
+        text += "SL 4\n";
+        for (int s = 0; s < 4; ++s) {
+            text += "SI 5\n01 Section " + std::to_string(s) + "\n02 " + std::to_string(1 + 8 * s)
+                    + "\n03 8\n04 2 checked\rsigned off\nTI 0\n";
+        }
+        text += "TL 0\n";
+    }
+    text += "TI 0\n";
+    auto packet = std::make_unique<KXPacketable>(PDT_LETTER);
+    if (!packet->fromPacket(text.data(), static_cast<unsigned int>(text.size()), false, true))
+        std::fprintf(stderr, "kxxml-bench: letter: %s\n", packet->lastError());
+    packet->setName("Letter");
+    packet->key = {0x12, 3};
+    return packet;
+}
+
+std::unique_ptr<KXPacketable> hostPacket(int kind)
+{
+    return kind == 0 ? std::unique_ptr<KXPacketable>(jobPacket()) : letterPacket();
+}
+
+/// A reply of @p count job packetables from the comm server (-1) to agent 2.
+std::unique_ptr<XMLPacket> replyPacket(int count)
+{
+    auto packet = std::make_unique<XMLPacket>();
+    packet->setSourceAgentID(-1);
+    packet->setDestinationAgentID(2);
+    std::unique_ptr<KXJOB_CC> job = jobPacket();
+    for (int i = 0; i < count; ++i) {
+        job->setName(("Job " + std::to_string(i)).c_str());
+        packet->append(*job, false);
+    }
+    return packet;
+}
+
+QString qtSaved(const QDomNode& node)
+{
+    QString text;
+    QTextStream stream(&text);
+    node.save(stream, 1);
+    stream.flush();
+    return text;
+}
+
+// ---- Routing a small packet ----
+
+struct Routing
+{
+    Routing() : router(nullptr, nullptr, "bench")
+    {
+        router.add(&from);
+        router.add(&to);
+    }
+    ~Routing()
+    {
+        router.remove(&to);
+        router.remove(&from);
+    }
+    XMLRouter router;
+    Sink from;
+    Sink to;
+};
+
+void BM_RouteSmall(benchmark::State& state)
+{
+    Routing r;
+    for (auto _ : state) {
+        r.router.send(smallPacket(r.from, r.to.getAgentID()));
+        deliverUntil(r.to, r.to.received + 1);
+    }
+}
+BENCHMARK(BM_RouteSmall)->Name("route/routed");
+
+void BM_BuildDeleteSmall(benchmark::State& state)
+{
+    Routing r;
+    for (auto _ : state) {
+        XMLPacket* packet = smallPacket(r.from, r.to.getAgentID());
+        benchmark::DoNotOptimize(packet);
+        delete packet;
+    }
+}
+BENCHMARK(BM_BuildDeleteSmall)->Name("route/build_delete");
+
+void BM_QueuedCall(benchmark::State& state)
+{
+    QObject target;
+    int calls = 0;
+    for (auto _ : state) {
+        QMetaObject::invokeMethod(&target, [&calls] { ++calls; }, Qt::QueuedConnection);
+        const int expected = calls + 1;
+        while (calls < expected)
+            QCoreApplication::processEvents();
+    }
+}
+BENCHMARK(BM_QueuedCall)->Name("route/queued_call");
+
+// ---- The duplicate check ----
+
+enum class Difference { Destination, FirstPacketable, LastPacketable, None };
+
+void BM_DuplicateCheck(benchmark::State& state, Difference difference)
+{
+    const int count = static_cast<int>(state.range(0));
+    const std::unique_ptr<XMLPacket> last = replyPacket(count);
+    XMLPacket next;
+    next = *last;
+    std::list<QDomNode> packetables;
+    next.getNodesOfType(XMLObject::XMLOBJECT_PACKETABLE, packetables);
+    switch (difference) {
+    case Difference::Destination: next.setDestinationAgentID(3); break;
+    case Difference::FirstPacketable: packetables.front().toElement().setAttribute(QStringLiteral("name"), QStringLiteral("Other")); break;
+    case Difference::LastPacketable: packetables.back().toElement().setAttribute(QStringLiteral("name"), QStringLiteral("Other")); break;
+    case Difference::None: break;
+    }
+    const bool expected = difference == Difference::None;
+    // The answer must be the text comparison's.
+    if ((last->packetText() == next.packetText()) != expected || (*last == next) != expected) {
+        state.SkipWithError("the duplicate check disagrees with the text comparison");
+        return;
+    }
+    const XMLPacket& queued = *last;
+    for (auto _ : state) {
+        const bool same = queued == next;
+        benchmark::DoNotOptimize(same);
+    }
+}
+BENCHMARK_CAPTURE(BM_DuplicateCheck, differs_dst, Difference::Destination)->Name("dupcheck/differs_dst")->Arg(1)->Arg(100)->Arg(2000);
+BENCHMARK_CAPTURE(BM_DuplicateCheck, differs_first, Difference::FirstPacketable)->Name("dupcheck/differs_first")->Arg(1)->Arg(100)->Arg(2000);
+BENCHMARK_CAPTURE(BM_DuplicateCheck, differs_last, Difference::LastPacketable)->Name("dupcheck/differs_last")->Arg(1)->Arg(100)->Arg(2000);
+BENCHMARK_CAPTURE(BM_DuplicateCheck, equal, Difference::None)->Name("dupcheck/equal")->Arg(1)->Arg(100)->Arg(2000);
+
+void BM_PacketText(benchmark::State& state)
+{
+    const std::unique_ptr<XMLPacket> packet = replyPacket(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        const QString text = packet->packetText();
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+BENCHMARK(BM_PacketText)->Name("dupcheck/packet_text")->Arg(1)->Arg(100)->Arg(2000);
+
+// ---- Conversions ----
+
+void BM_SetData(benchmark::State& state)
+{
+    const std::unique_ptr<KXPacketable> packet = hostPacket(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        XMLPacketable packetable;
+        packetable.setData(*packet);
+        benchmark::DoNotOptimize(packetable.getNodeConst());
+    }
+}
+BENCHMARK(BM_SetData)->Name("convert/set_data")->Arg(0)->Arg(1);
+
+void BM_SetContent(benchmark::State& state)
+{
+    const std::unique_ptr<KXPacketable> packet = hostPacket(static_cast<int>(state.range(0)));
+    XMLPacketable packetable;
+    packetable.setData(*packet);
+    const QString text = packetable.toString();
+    for (auto _ : state) {
+        QDomDocument document;
+        document.setContent(text);
+        benchmark::DoNotOptimize(document);
+    }
+}
+BENCHMARK(BM_SetContent)->Name("convert/set_content")->Arg(0)->Arg(1);
+
+void BM_ToPacket(benchmark::State& state)
+{
+    const std::unique_ptr<KXPacketable> packet = hostPacket(static_cast<int>(state.range(0)));
+    XMLPacketable packetable;
+    packetable.setData(*packet);
+    for (auto _ : state) {
+        const QString text = XMLPacketable::toPacket(packetable.getNodeConst());
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+BENCHMARK(BM_ToPacket)->Name("convert/to_packet")->Arg(0)->Arg(1);
+
+void BM_Save(benchmark::State& state)
+{
+    const std::unique_ptr<KXPacketable> packet = hostPacket(static_cast<int>(state.range(0)));
+    XMLPacketable packetable;
+    packetable.setData(*packet);
+    for (auto _ : state) {
+        const QString text = qtSaved(packetable.getNodeConst());
+        benchmark::DoNotOptimize(text.size());
+    }
+}
+BENCHMARK(BM_Save)->Name("convert/save")->Arg(0)->Arg(1);
+
+// ---- The jobs reply ----
+
+struct JobsRequest
+{
+    explicit JobsRequest(int jobs)
+        : server(openJobs(jobs))
+        , router(server.get(), nullptr, "bench")
+    {
+        router.add(&client);
+    }
+    ~JobsRequest() { router.remove(&client); }
+
+    /// Asks for every job and waits for the reply to arrive and be deleted.
+    void run()
+    {
+        XMLPacket* request = client.getXMLPacket(router.getXMLCommServerID());
+        XMLAction action(QStringLiteral("jobs"), 1003, client.getAgentID());
+        action.setExcludePublications(false);
+        request->appendV(action);
+        router.send(request);
+        deliverUntil(client, client.received + 1);
+    }
+
+    std::unique_ptr<KXCommServer> server;
+    XMLRouter router;
+    Sink client;
+};
+
+void BM_JobsReply(benchmark::State& state)
+{
+    const int jobs = static_cast<int>(state.range(0));
+    JobsRequest request(jobs);
+    long long peak = 0;
+    for (auto _ : state) {
+        const memcount::Scope scope;
+        request.run();
+        peak = std::max(peak, scope.peakGrowth());
+    }
+    state.counters["jobs"] = jobs;
+    state.counters["peak_bytes_per_job"] = static_cast<double>(peak) / jobs;
+    state.SetItemsProcessed(state.iterations() * jobs);
+}
+BENCHMARK(BM_JobsReply)->Name("jobs_reply/time")->Arg(1000)->Arg(10000)->Arg(50000)->Unit(benchmark::kMillisecond);
+
+// Peak heap growth while the reply is built and delivered, beside the same reply's text
+// parsed into a QDomDocument (the document alone, and the peak while parsing).
+void BM_JobsReplyMemory(benchmark::State& state)
+{
+    const int jobs = static_cast<int>(state.range(0));
+    JobsRequest request(jobs);
+    request.client.keepText = true;
+    request.run();
+    request.client.keepText = false;
+    const QString text = request.client.lastText;
+    request.client.lastText.clear();
+
+    long long replyPeak = 0;
+    long long parsePeak = 0;
+    long long documentBytes = 0;
+    for (auto _ : state) {
+        {
+            const memcount::Scope scope;
+            request.run();
+            replyPeak = scope.peakGrowth();
+        }
+        {
+            const memcount::Scope scope;
+            QDomDocument document;
+            document.setContent(text);
+            documentBytes = scope.growth();
+            parsePeak = scope.peakGrowth();
+        }
+    }
+    state.counters["reply_peak_bytes"] = static_cast<double>(replyPeak);
+    state.counters["parsed_document_bytes"] = static_cast<double>(documentBytes);
+    state.counters["parse_peak_bytes"] = static_cast<double>(parsePeak);
+    state.counters["text_bytes"] = static_cast<double>(text.size()) * 2;
+    state.counters["elements"] = static_cast<double>(text.count(QLatin1Char('<')) - text.count(QLatin1String("</")));
+}
+BENCHMARK(BM_JobsReplyMemory)->Name("jobs_reply/memory")->Arg(10000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// ---- The summary ----
+
+/// Collects each benchmark's result (its median when repeated) beside the console output.
+/// Figures use CPU time: the machines this runs on are shared, and waiting for a core is
+/// not the library's time. Everything measured runs on the calling thread.
+class Collector : public benchmark::ConsoleReporter
+{
+public:
+    struct Result
+    {
+        double ns = 0;
+        std::map<std::string, double> counters;
+    };
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs) {
+            if (run.error_occurred)
+                continue;
+            const bool aggregate = run.run_type == Run::RT_Aggregate;
+            if (aggregate && run.aggregate_name != "median")
+                continue;
+            const std::string name = run.benchmark_name();
+            const std::string key = aggregate ? name.substr(0, name.rfind('_')) : name;
+            if (!aggregate && results.count(key) && medians.count(key))
+                continue;
+            Result& r = results[key];
+            r.ns = run.GetAdjustedCPUTime() * 1e9 / benchmark::GetTimeUnitMultiplier(run.time_unit);
+            for (const auto& [counter, value] : run.counters)
+                r.counters[counter] = value.value;
+            if (aggregate)
+                medians.insert(key);
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    const Result* find(const std::string& name) const
+    {
+        auto it = results.find(name);
+        return it == results.end() ? nullptr : &it->second;
+    }
+
+private:
+    std::map<std::string, Result> results;
+    std::set<std::string> medians;
+};
+
+struct Figure
+{
+    std::string figure;
+    std::string measured;  ///< how the figure's value is written
+    std::string baseline;
+    double ratio = -1;     ///< negative: not measured in this run
+    double goal = 0;
+    std::string goalText;
+};
+
+std::string format(const char* pattern, double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, pattern, value);
+    return text;
+}
+
+std::string timeText(double ns)
+{
+    if (ns >= 1e6)
+        return format("%.1f ms", ns / 1e6);
+    if (ns >= 1e3)
+        return format("%.2f µs", ns / 1e3);
+    return format("%.0f ns", ns);
+}
+
+std::string bytesText(double bytes)
+{
+    if (bytes >= 1 << 20)
+        return format("%.1f MiB", bytes / (1 << 20));
+    if (bytes >= 1 << 10)
+        return format("%.1f KiB", bytes / (1 << 10));
+    return format("%.0f B", bytes);
+}
+
+std::vector<Figure> figures(const Collector& c)
+{
+    std::vector<Figure> out;
+    auto pair = [&](const std::string& figure, const std::string& name, const std::string& base, double goal,
+                    const std::string& goalText) {
+        const Collector::Result* m = c.find(name);
+        const Collector::Result* b = c.find(base);
+        if (!m || !b)
+            return;
+        out.push_back({figure, timeText(m->ns), timeText(b->ns), m->ns / b->ns, goal, goalText});
+    };
+
+    pair("Route a small packet agent to agent (build, send, deliver, delete)", "route/routed",
+         "route/build_delete", 1.25, "≤ 1.25×");
+    if (const auto* routed = c.find("route/routed")) {
+        const auto* built = c.find("route/build_delete");
+        const auto* queued = c.find("route/queued_call");
+        if (built && queued) {
+            const double overhead = routed->ns - built->ns;
+            out.push_back({"Routing overhead per packet vs a queued method call", timeText(overhead),
+                           timeText(queued->ns), overhead / queued->ns, 3.0, "≤ 3×"});
+        }
+    }
+    for (const char* size : {"1", "100", "2000"}) {
+        const std::string base = std::string("dupcheck/packet_text/") + size;
+        pair(std::string("Duplicate check, destination differs, ") + size + " packetables",
+             std::string("dupcheck/differs_dst/") + size, base, 0.05, "≤ 0.05×");
+        pair(std::string("Duplicate check, first packetable differs, ") + size + " packetables",
+             std::string("dupcheck/differs_first/") + size, base, 0.05, "≤ 0.05×");
+        pair(std::string("Duplicate check, last packetable differs, ") + size + " packetables",
+             std::string("dupcheck/differs_last/") + size, base, 0, "(worst case, no goal)");
+        pair(std::string("Duplicate check, equal packets, ") + size + " packetables",
+             std::string("dupcheck/equal/") + size, base, 0, "(no goal)");
+    }
+    for (const char* kind : {"0", "1"}) {
+        const std::string k = kind[0] == '0' ? "job" : "letter";
+        pair("Host packet to packetable XML (setData), " + k, std::string("convert/set_data/") + kind,
+             std::string("convert/set_content/") + kind, 1.5, "≤ 1.5×");
+        pair("Packetable XML to text form (toPacket), " + k, std::string("convert/to_packet/") + kind,
+             std::string("convert/save/") + kind, 1.0, "≤ 1.0×");
+    }
+    const auto* small = c.find("jobs_reply/time/1000");
+    const auto* large = c.find("jobs_reply/time/50000");
+    if (small && large) {
+        out.push_back({"Jobs reply time per job, 50,000 vs 1,000 jobs", timeText(large->ns / 50000),
+                       timeText(small->ns / 1000), (large->ns / 50000) / (small->ns / 1000), 1.3, "≤ 1.3×"});
+    }
+    if (const auto* memory = c.find("jobs_reply/memory/10000/iterations:1")) {
+        const double reply = memory->counters.at("reply_peak_bytes");
+        const double document = memory->counters.at("parsed_document_bytes");
+        const double parse = memory->counters.at("parse_peak_bytes");
+        out.push_back({"Jobs reply peak memory, 10,000 jobs, vs the parsed reply document", bytesText(reply),
+                       bytesText(document), reply / document, 1.5, "≤ 1.5×"});
+        out.push_back({"Jobs reply peak memory, 10,000 jobs, vs the peak while parsing the reply", bytesText(reply),
+                       bytesText(parse), reply / parse, 1.5, "≤ 1.5×"});
+    }
+    return out;
+}
+
+std::string verdict(const Figure& f)
+{
+    if (f.goal <= 0)
+        return "-";
+    return f.ratio <= f.goal ? "met" : "missed";
+}
+
+void writeSummary(const Collector& c, const std::string& markdownPath, const std::string& jsonPath,
+                  const std::string& scalingPath)
+{
+    const std::vector<Figure> all = figures(c);
+    std::string md = "| Figure | Measured | Baseline | Ratio | Goal | |\n|---|---:|---:|---:|---|---|\n";
+    std::printf("\n%-75s %12s %12s %8s  %s\n", "figure", "measured", "baseline", "ratio", "goal");
+    QJsonArray json;
+    for (const Figure& f : all) {
+        std::printf("%-75s %12s %12s %8.3f  %s %s\n", f.figure.c_str(), f.measured.c_str(), f.baseline.c_str(),
+                    f.ratio, f.goalText.c_str(), verdict(f).c_str());
+        md += "| " + f.figure + " | " + f.measured + " | " + f.baseline + " | " + format("%.3f×", f.ratio) + " | "
+              + f.goalText + " | " + verdict(f) + " |\n";
+        QJsonObject o;
+        o[QStringLiteral("figure")] = QString::fromStdString(f.figure);
+        o[QStringLiteral("measured")] = QString::fromStdString(f.measured);
+        o[QStringLiteral("baseline")] = QString::fromStdString(f.baseline);
+        o[QStringLiteral("ratio")] = f.ratio;
+        if (f.goal > 0) {
+            o[QStringLiteral("goal")] = f.goal;
+            o[QStringLiteral("met")] = f.ratio <= f.goal;
+        }
+        json.append(o);
+    }
+
+    // The jobs reply by size: time and peak memory per job.
+    std::string scaling = "# jobs  us_per_job  peak_kib_per_job\n";
+    md += "\n| Jobs | Time per job | Peak memory per job |\n|---:|---:|---:|\n";
+    for (int jobs : {1000, 10000, 50000}) {
+        const auto* r = c.find("jobs_reply/time/" + std::to_string(jobs));
+        if (!r)
+            continue;
+        const double perJob = r->ns / jobs;
+        const double bytes = r->counters.count("peak_bytes_per_job") ? r->counters.at("peak_bytes_per_job") : 0;
+        md += "| " + std::to_string(jobs) + " | " + timeText(perJob) + " | " + bytesText(bytes) + " |\n";
+        scaling += std::to_string(jobs) + " " + format("%.3f", perJob / 1e3) + " " + format("%.3f", bytes / 1024) + "\n";
+    }
+    if (const auto* memory = c.find("jobs_reply/memory/10000/iterations:1")) {
+        const double elements = memory->counters.at("elements");
+        md += "\nThe 10,000-job reply has " + format("%.0f", elements) + " elements; its text is "
+              + bytesText(memory->counters.at("text_bytes")) + " as a QString, the parsed document "
+              + bytesText(memory->counters.at("parsed_document_bytes")) + " ("
+              + bytesText(memory->counters.at("parsed_document_bytes") / elements) + " per element).\n";
+    }
+
+    auto write = [](const std::string& path, const std::string& text) {
+        if (path.empty())
+            return;
+        QFile file(QString::fromStdString(path));
+        if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            file.write(text.data(), static_cast<qint64>(text.size()));
+        else
+            std::fprintf(stderr, "kxxml-bench: cannot write %s\n", path.c_str());
+    };
+    write(markdownPath, md);
+    write(jsonPath, QJsonDocument(json).toJson().toStdString());
+    write(scalingPath, scaling);
+}
+
+std::string option(int& argc, char** argv, const char* name)
+{
+    const size_t length = std::strlen(name);
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], name, length) == 0 && argv[i][length] == '=') {
+            std::string value = argv[i] + length + 1;
+            for (int j = i; j < argc - 1; ++j)
+                argv[j] = argv[j + 1];
+            --argc;
+            return value;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string markdown = option(argc, argv, "--kx_summary");
+    const std::string json = option(argc, argv, "--kx_summary_json");
+    const std::string scaling = option(argc, argv, "--kx_scaling");
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    Collector collector;
+    benchmark::RunSpecifiedBenchmarks(&collector);
+    benchmark::Shutdown();
+    writeSummary(collector, markdown, json, scaling);
+    return 0;
+}
