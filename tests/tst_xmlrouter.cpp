@@ -140,9 +140,9 @@ void TestXmlRouter::idsCountUp()
 
 void TestXmlRouter::addingTwiceGivesSecondId()
 {
-    XMLRouter router(nullptr, nullptr, "r");
     Log log;
-    Agent a(log);
+    Agent a(log); // outlives the router: its first entry is never removed
+    XMLRouter router(nullptr, nullptr, "r");
     router.add(&a);
     router.add(&a);
     QCOMPARE(a.getAgentID(), 2);

@@ -21,7 +21,7 @@ class KXXML_EXPORT XMLObject : public QObject
 {
 public:
     /// The kind of an object; fixes the name of its root element.
-    enum XMLOBJECT_TYPE {
+    enum XMLOBJECT_TYPE : int { // fixed type: values outside the list are valid and name "nobody"
         XMLOBJECT_PACKET = 0,      ///< "kxxml"
         XMLOBJECT_PACKETABLE = 1,  ///< "packetable"
         XMLOBJECT_ACTION = 2,      ///< "action"
