@@ -116,21 +116,33 @@ bool XMLWriter::sameText(const QDomNode& a, const QDomNode& b)
 {
     XMLWriter left(a);
     XMLWriter right(b);
+    // Each side's text not yet compared starts at its offset; compared text is dropped once a
+    // side has none left (resize keeps the buffer), so nothing is moved.
     QString leftText;
     QString rightText;
+    qsizetype leftAt = 0;
+    qsizetype rightAt = 0;
     bool leftMore = true;
     bool rightMore = true;
     while (leftMore || rightMore) {
         // Write on the side that is behind, then compare what both have written.
-        if (leftMore && (leftText.size() <= rightText.size() || !rightMore))
+        if (leftMore && (leftText.size() - leftAt <= rightText.size() - rightAt || !rightMore))
             leftMore = left.writeNext(leftText);
         else
             rightMore = right.writeNext(rightText);
-        const qsizetype common = qMin(leftText.size(), rightText.size());
-        if (QStringView(leftText).first(common) != QStringView(rightText).first(common))
+        const qsizetype common = qMin(leftText.size() - leftAt, rightText.size() - rightAt);
+        if (QStringView(leftText).sliced(leftAt, common) != QStringView(rightText).sliced(rightAt, common))
             return false;
-        leftText.remove(0, common);
-        rightText.remove(0, common);
+        leftAt += common;
+        rightAt += common;
+        if (leftAt == leftText.size()) {
+            leftText.resize(0);
+            leftAt = 0;
+        }
+        if (rightAt == rightText.size()) {
+            rightText.resize(0);
+            rightAt = 0;
+        }
     }
     return leftText.isEmpty() && rightText.isEmpty();
 }
@@ -201,10 +213,11 @@ void XMLWriter::enter(QString& out, const QDomNode& n, int level)
     switch (n.nodeType()) {
     case QDomNode::ElementNode: {
         indent(out, n, level);
-        const QString name = qualifiedName(n);
-        out += QLatin1Char('<') + name;
         const QString uri = n.namespaceURI();
-        if (!uri.isNull()) {
+        if (uri.isNull()) {
+            out += QLatin1Char('<') + n.nodeName();
+        } else {
+            out += QLatin1Char('<') + qualifiedName(n);
             const QString prefix = n.prefix();
             out += prefix.isEmpty() ? QStringLiteral(" xmlns") : QStringLiteral(" xmlns:") + prefix;
             out += QLatin1String("=\"");
@@ -280,6 +293,16 @@ void XMLWriter::writeAttributes(QString& out, const QDomNode& element)
     const int count = map.count();
     if (count == 0)
         return;
+    if (count == 1) {
+        // The common case: nothing to sort.
+        const QDomNode a = map.item(0);
+        if (a.namespaceURI().isNull()) {
+            out += QLatin1Char(' ') + a.nodeName() + QLatin1String("=\"");
+            appendEscaped(out, a.nodeValue(), Escape::Attribute);
+            out += QLatin1Char('"');
+            return;
+        }
+    }
     std::vector<std::pair<QString, QDomNode>> attributes;
     attributes.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) {
