@@ -1,0 +1,469 @@
+// XMLPacketable: data-tag names, builders and finders, both text-form conversions with their
+// deliberate quirks and nesting limit, host round trips for every storage class, the cache,
+// host packets in XML packets, and malformed or mutated text forms.
+
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/packetable/xmlpacketable.h>
+
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+const char jobText[] = "SI 15\n01 Front\n02 Morning Post\n03 7\n04 -3\n05 A 1\n06 3 0 128 255\n07 2 0 65535\n"
+                       "08 1 4294967295\n09 2 0 18446744073709551615\n0A 2 first proof\rsecond\n0B 3 00FF10\n"
+                       "0C DEADBEEF\n0D 1\n0E -5\n0F 1700000000\n10 -2147483648\n11 4294967295\n12 Coated\n"
+                       "13 anything\nSL 1\nSI 5\n01 News\n02 1\n03 8\n04 1 note\nTI 0\nTL 0\nSL 0\nTL 0\nTI 0\n";
+const char letterText[] = "SI 1F\n10 Dear sir\n11 A0 2\n12 3 1 2 3\n13 2 first line\rsecond\n14 2 CAFE\n"
+                          "15 18446744073709551615\n16 100% %1 done\n17 3 -1 0 2147483647\n18 -9223372036854775808\n"
+                          "19 2 -9223372036854775808 9223372036854775807\n1A extension\n1B Coated\n"
+                          "1C -9223372036854775808\n1D 1 18446744073709551615\n"
+                          "SL 1\nSI 5\n01 A\nTI 0\nTL 0\nSL 2\nSI 5\nTI 0\nSI 5\n01 B\nTI 0\nTL 0\nTI 0\n";
+
+QByteArray hostText(const KXPacketable& packet)
+{
+    unsigned int length = 0;
+    const std::unique_ptr<char, void (*)(void*)> text(packet.toPacket(length), &KX_free);
+    return text ? QByteArray(text.get(), static_cast<int>(length)) : QByteArray();
+}
+
+std::unique_ptr<KXPacketable> hostPacket(unsigned int type, QByteArray text)
+{
+    std::unique_ptr<KXPacketable> p(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    if (!p || !p->fromPacket(text.data(), static_cast<unsigned int>(text.size()), false, true))
+        return nullptr;
+    return p;
+}
+
+QDomElement parsed(const QString& xml)
+{
+    QDomDocument document;
+    document.setContent(xml);
+    return document.documentElement();
+}
+
+// Name, attributes in name order in brackets, children in braces, text quoted:
+// `_12[size=2]{value{"1"}value{"2"}}`. Siblings follow one another.
+QString shape(const QDomNode& first, bool siblings = false)
+{
+    QString text;
+    for (QDomNode n = first; !n.isNull(); n = siblings ? n.nextSibling() : QDomNode()) {
+        if (n.isText()) {
+            text += QLatin1Char('"') + n.nodeValue() + QLatin1Char('"');
+            continue;
+        }
+        QStringList pairs;
+        for (int i = 0; i < n.attributes().count(); ++i)
+            pairs.append(n.attributes().item(i).nodeName() + QLatin1Char('=') + n.attributes().item(i).nodeValue());
+        pairs.sort();
+        text += n.nodeName() + (pairs.isEmpty() ? QString() : QLatin1Char('[') + pairs.join(QLatin1Char(',')) + QLatin1Char(']'));
+        if (n.hasChildNodes())
+            text += QLatin1Char('{') + shape(n.firstChild(), true) + QLatin1Char('}');
+    }
+    return text;
+}
+
+// Runs toDom on the root of @p xml; returns the shape of what it built.
+QString built(XMLPacketable& xml, const QString& text, uint* stop = nullptr)
+{
+    QDomElement root = xml.getNodeConst();
+    QStringList lines = text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const uint at = XMLPacketable::toDom(root, lines, 0);
+    if (stop)
+        *stop = at;
+    return shape(root.firstChild(), true);
+}
+
+// @p text with a few characters replaced, inserted or removed.
+QString mutated(QString text, QRandomGenerator& random)
+{
+    const QString characters = QStringLiteral(" \n\r\t019ABCFafSILT-\u00e9");
+    for (int edit = random.bounded(1, 9); edit > 0; --edit) {
+        const int at = random.bounded(int(text.size()));
+        const QChar c = characters.at(random.bounded(int(characters.size())));
+        const int how = random.bounded(3);
+        how == 0 ? void(text[at] = c) : how == 1 ? void(text.insert(at, c)) : void(text.remove(at, 1));
+    }
+    return text;
+}
+
+// Every "SL"/"SI" line closed by a "TL 0"/"TI 0" line, in order.
+bool balanced(const QString& text)
+{
+    int open = 0;
+    for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        open += line.startsWith(QLatin1String("S")) ? 1 : line.startsWith(QLatin1String("T")) ? -1 : 0;
+        if (open < 0)
+            return false;
+    }
+    return open == 0;
+}
+
+// Letter items and lists opened @p frames deep, then closed.
+QString nestedText(int frames)
+{
+    QString text;
+    for (int level = 0; level < frames; ++level)
+        text += level % 2 ? QStringLiteral("SL 1\n") : QStringLiteral("SI 1F\n");
+    for (int level = frames - 1; level >= 0; --level)
+        text += level % 2 ? QStringLiteral("TL 0\n") : QStringLiteral("TI 0\n");
+    return text;
+}
+
+int depthBelow(QDomElement e)
+{
+    int depth = 0;
+    for (e = e.firstChildElement(); !e.isNull(); e = e.firstChildElement())
+        ++depth;
+    return depth;
+}
+
+} // namespace
+
+class TestXMLPacketable : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void namesAndMetadata();
+    void builders_data();
+    void builders();
+    void finders();
+    void toDom_data();
+    void toDom();
+    void toPacket_data();
+    void toPacket();
+    void nestingLimit();
+    void roundTrip_data();
+    void roundTrip();
+    void cachedPacket();
+    void appendToPacket();
+    void malformedText_data();
+    void malformedText();
+};
+
+void TestXMLPacketable::namesAndMetadata()
+{
+    QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(0x1a2), QStringLiteral("_1a2"));
+    QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(0), QStringLiteral("_0"));
+    QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(-0x1a), QStringLiteral("_-1a"));
+    QCOMPARE(XMLPacketable::getDATATAGFromXMLTagName(QStringLiteral("list")), QStringLiteral("ist"));
+
+    XMLPacketable p;
+    QVERIFY(p.getName().isEmpty() && !p.isCurrent() && p.getDBkey().key == 0 && p.getType() == 0);
+    p.setName(QStringLiteral("Letter"));
+    p.setType(PDT_LETTER);
+    p.setDBkey({0x12, 0x3});
+    p.setCurrent(true);
+    p.setReplacement(true);
+    QCOMPARE(shape(p.getNodeConst()),
+             QStringLiteral("packetable[datatype=1f,hkey=3,is_current=1,is_replacement=1,key=12,name=Letter]"));
+    p.clearReplacement();
+    QVERIFY(!p.isReplacement());
+    const QDomElement other = parsed(QStringLiteral("<packetable datatype=\"56\" key=\"ffffffff\" hkey=\"zz\"/>"));
+    QCOMPARE(XMLPacketable::getType(other), PDT_BOOK);
+    QCOMPARE(XMLPacketable::getDBkey(other).key, 0xffffffffu);
+    QCOMPARE(XMLPacketable::getDBkey(other).hkey, 0u);
+}
+
+void TestXMLPacketable::builders_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("key") << "key" << "  A0   2 " << "_1[hkey=2,key=A0]";
+    QTest::newRow("key, three words") << "key" << "a0 2 3" << "_1";
+    QTest::newRow("numbers") << "numbers" << "3 1 2 3" << "_1[size=3]{value{\"1\"}value{\"2\"}value{\"3\"}}";
+    QTest::newRow("numbers, count says 2, one entry") << "numbers" << "2 5" << "_1";
+    QTest::newRow("numbers, only the count 0") << "numbers" << "0" << "_1[size=0]";
+    QTest::newRow("strings") << "strings" << "2 first line\rsecond" << "_1[size=2]{value{\"first line\"}value{\"second\"}}";
+    QTest::newRow("strings, empty one lost") << "strings" << "3 a\r\rb" << "_1[size=3]";
+    QTest::newRow("binary") << "binary" << "3 00FF10" << "_1[size=3]{\"00FF10\"}";
+    QTest::newRow("binary, no blank") << "binary" << "5" << "_1[size=5]{\"\"}";
+}
+
+void TestXMLPacketable::builders()
+{
+    QFETCH(QString, kind);
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    XMLPacketable p;
+    QDomElement root = p.getNodeConst();
+    const QString name = QStringLiteral("_1");
+    const QDomElement e = kind == QLatin1String("key")       ? XMLPacketable::createKXKEYElement(root, name, text)
+                          : kind == QLatin1String("numbers") ? XMLPacketable::createNumberArrayElement(root, name, text)
+                          : kind == QLatin1String("strings") ? XMLPacketable::createStringArrayElement(root, name, text)
+                                                             : XMLPacketable::createBinaryDataElement(root, name, text);
+    QCOMPARE(shape(e), expected);
+    QVERIFY(root.lastChild() == e);
+}
+
+void TestXMLPacketable::finders()
+{
+    const QDomElement body = parsed(QStringLiteral(
+        "<body><packetable datatype=\"1f\"><item datatype=\"5\"><_10 value=\"inner\"/></item>"
+        "<item datatype=\"1f\"><_10 value=\"outer\"/><_11 key=\"1\" hkey=\"2\"/></item></packetable>"
+        "<action/><packetable datatype=\"5\"/><packetable datatype=\"1f\"/></body>"));
+    const QDomElement letter = body.firstChildElement();
+    QCOMPARE(XMLPacketable::getTagAttribute(letter, 0x10, XMLPacketable::VALUE), QStringLiteral("inner"));
+    QVERIFY(XMLPacketable::getTagAttribute(letter, 0x12, XMLPacketable::VALUE).isEmpty());
+    QVERIFY(XMLPacketable::getPacketableItemNode(letter) == letter.lastChild());
+    QCOMPARE(XMLPacketable::getPacketableItemTagNodes(letter).count(), 2);
+    QVERIFY(XMLPacketable::getPacketableItemNode(body).isNull()); // not a packetable
+    QVERIFY(XMLPacketable::getFirstPacketableNodeOfType(body, PDT_SECTION) == body.childNodes().at(2));
+    std::list<QDomNode> found;
+    QCOMPARE(XMLPacketable::getPacketableNodesOfType(body, PDT_LETTER, found), 2);
+    QCOMPARE(XMLPacketable::getPacketableNodesOfType(body, PDT_LETTER, found), 2);
+    QVERIFY(found.size() == 4 && found.back() == body.lastChild());
+
+    XMLPacketable p;
+    QDomElement root = p.getNodeConst();
+    XMLPacketable::getEmptyNodeOfType(root, PDT_BOOK);
+    QCOMPARE(shape(root.firstChild()), QStringLiteral("packetable[datatype=56]{item[datatype=56]}"));
+
+    CONVERTSTRUCTELEMENTINFO* job = KXGetSystemStorageClassConv(PDT_JOB);
+    QCOMPARE(XMLPacketable::getConvStructFromDataTag(job, 0x13)->type, 48u);
+    QVERIFY(!XMLPacketable::getConvStructFromDataTag(job, 0)); // the terminating row is no match
+    QVERIFY(!XMLPacketable::getConvStructFromDataTag(nullptr, 1));
+}
+
+void TestXMLPacketable::toDom_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<uint>("stop");
+    QTest::newRow("lines outside the item ignored") << "01 x\nSI 1F\n10 Dear sir\nTI 0\n10 after\n"
+                                                    << "item[datatype=1F]{_10[value=Dear sir]}" << 5u;
+    QTest::newRow("end line at root") << "TI 0\nSI 1F\nTI 0\n" << "" << 0u;
+    QTest::newRow("item of class 6: caller reads its lines") << "SI 1F\nSI 6\n10 passed\n10 read\nTI 0\n10 root\nTI 0\n"
+                                                             << "item[datatype=1F]{item[datatype=6]_10[value=read]}" << 6u;
+    QTest::newRow("item without table") << "SI 1F\nSI 63\n10 a\n10 b\nTI 0\nTI 0\n"
+                                        << "item[datatype=1F]{item[datatype=63]_10[value=b]}" << 5u;
+    QTest::newRow("no blank, no earlier cut") << "SI 1F\n10\n11 a0 2\nTI 0\n" << "item[datatype=1F]{_11[hkey=2,key=a0]}" << 4u;
+    QTest::newRow("no blank reuses the earlier cut") << "SI 1F\n10 abcdef\n16xyzw\n16\nSI\n10 a\n10 b\nTIxy\n10 root\n"
+                                                     << "item[datatype=1F]{_10[value=abcdef]_16[value=yzw]_16item_10[value=b]}" << 9u;
+    QTest::newRow("TL closes an item, TI a list") << "SI 1F\nSL 1\nSI 5\n01 a\nTL 0\nTI 0\n10 letter\nTI 0\n"
+                                                  << "item[datatype=1F]{list[size=1]{item[datatype=5]{_1[value=a]}}_10[value=letter]}" << 8u;
+    QTest::newRow("unknown, non-hex and dropped tags") << "SI 15\n99 x\nzz y\n0A 1 c\n0C DEADBEEF\n0D 1\n13 r\n0E -5\nTI 0\n"
+                                                       << "item[datatype=15]{_a[size=1]{value{\"c\"}}_e[value=-5]}" << 9u;
+    QTest::newRow("widths and value kinds") << "SI 15\n03 7\n06 2 1 2\n0B 2 CAFE\n12   two  blanks\nTI 0\n"
+                                            << "item[datatype=15]{_3[value=7]_6[size=2]{value{\"1\"}value{\"2\"}}"
+                                               "_b[size=2]{\"CAFE\"}_12[value=  two  blanks]}" << 6u;
+    QTest::newRow("unclosed: each open level stops past the end") << "SI 1F\nSL 1\nSI 5\n01 a"
+                                                                  << "item[datatype=1F]{list[size=1]{item[datatype=5]{_1[value=a]}}}" << 7u;
+}
+
+void TestXMLPacketable::toDom()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, expected);
+    QFETCH(uint, stop);
+    uint at = 0;
+    XMLPacketable xml;
+    QCOMPARE(built(xml, text, &at), expected);
+    QCOMPARE(at, stop);
+}
+
+void TestXMLPacketable::toPacket_data()
+{
+    QTest::addColumn<QString>("xml");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("no children") << "<packetable datatype=\"1f\"/>" << "";
+    QTest::newRow("one item, root data left out")
+        << "<p><_10 value=\"root\"/><item datatype=\"1f\"><_10 value=\"Dear\"/><_11 key=\"a0\" hkey=\"2\"/></item></p>"
+        << "SI 1f\n10 Dear\n11 a0 2\nTI 0\n";
+    QTest::newRow("empty list, missing attributes") << "<p><list size=\"0\"/><list><item/></list></p>"
+                                                    << "SL 0\nTL 0\nSL \nSI \nTI 0\nTL 0\n";
+    QTest::newRow("empty simple value dropped, binary kept") << "<item datatype=\"1f\"><_10 value=\"\"/><_16/><_14/></item>" << "14  \n";
+    QTest::newRow("arrays count their value children, in lower case")
+        << QStringLiteral("<item datatype=\"1f\"><_12 size=\"9\"><value>1</value><x>5</x><value>2</value></_12>"
+                          "<_13><value>a b</value><value>c</value></_13><_17>%1</_17></item>")
+               .arg(QStringLiteral("<value>1</value>").repeated(11))
+        << "12 2 1 2\n13 2 a b\rc\n17 b 1 1 1 1 1 1 1 1 1 1 1\n";
+    QTest::newRow("no data tags, unknown tags, first character unchecked")
+        << "<item datatype=\"1f\"><value/><_zz value=\"b\"/><_99 value=\"c\"/><_1a value=\"d\"/><x10 value=\"ok\"/></item>" << "10 ok\n";
+    QTest::newRow("codes 10 and 26 left out") << "<item datatype=\"15\"><_c value=\"1\"/><_d value=\"2\"/></item>" << "";
+    QTest::newRow("item of class 6 or without table")
+        << "<p><item datatype=\"6\"><_10 value=\"a\"/></item><item datatype=\"63\"><_1 value=\"a\"/></item></p>" << "SI 6\nTI 0\nSI 63\nTI 0\n";
+}
+
+void TestXMLPacketable::toPacket()
+{
+    QFETCH(QString, xml);
+    QFETCH(QString, text);
+    QCOMPARE(XMLPacketable::toPacket(parsed(xml)), text);
+}
+
+void TestXMLPacketable::nestingLimit()
+{
+    // At the limit every level is built and written back.
+    XMLPacketable limit;
+    built(limit, nestedText(XMLPacketable::MaxNesting));
+    QDomElement root = limit.getNodeConst();
+    QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
+    QCOMPARE(XMLPacketable::toPacket(root), nestedText(XMLPacketable::MaxNesting));
+
+    // A hundred thousand levels: deeper levels are read through without building, in linear
+    // time, and the outer item goes on after them.
+    QString deep = nestedText(100000);
+    deep.insert(deep.size() - 5, QStringLiteral("10 after\n"));
+    uint stop = 0;
+    XMLPacketable deeper;
+    built(deeper, deep, &stop);
+    root = deeper.getNodeConst();
+    QCOMPARE(stop, uint(200001));
+    QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
+    QCOMPARE(shape(root.firstChild().lastChild()), QStringLiteral("_10[value=after]"));
+
+    // XML deeper than the limit: the levels below it are left out, the text stays balanced.
+    QDomElement e = root;
+    while (!e.firstChildElement().isNull())
+        e = e.firstChildElement();
+    for (int level = XMLPacketable::MaxNesting + 1; level <= 1000; ++level)
+        e = level % 2 ? XMLPacketable::createItemElement(e, QStringLiteral("1F")) : XMLPacketable::createListElement(e, QStringLiteral("1"));
+    const QString written = XMLPacketable::toPacket(root);
+    QVERIFY(balanced(written));
+    QCOMPARE(written.count(QLatin1Char('S')), XMLPacketable::MaxNesting);
+}
+
+void TestXMLPacketable::roundTrip_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("text");     // as the host writes it
+    QTest::addColumn<QByteArray>("expected"); // as the host writes the packet rebuilt from XML
+    auto same = [](const char* name, uint type, const QByteArray& text) { QTest::newRow(name) << type << text << text; };
+    same("section", 5, "SI 5\n01 News\n02 -2147483648\n03 32767\n04 1 note\nTI 0\n");
+    same("database entry", 8, "SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
+    same("colour profile", 48, "SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n");
+    same("book, count above 9", 86, "SI 56\n01 Atlas\n02 B 1 2 3 4 5 6 7 8 9 10 4294967295\n03 B 1\n04 Coated\nTI 0\n");
+    QTest::newRow("job: codes 10, 26 and 48 missing") << 21u << QByteArray(jobText)
+                                                      << QByteArray(jobText).replace("0C DEADBEEF\n0D 1\n", "").replace("13 anything\n", "");
+    QTest::newRow("letter: code 40 missing") << 31u << QByteArray(letterText) << QByteArray(letterText).replace("1A extension\n", "");
+    QTest::newRow("empty simple values dropped") << 31u << QByteArray("SI 1F\n10 \n11 A0 2\n14 0 \n16 \nTI 0\n")
+                                                 << QByteArray("SI 1F\n11 A0 2\n14 0 \nTI 0\n");
+    QTest::newRow("an empty string loses the strings (deliberate)") << 5u << QByteArray("SI 5\n04 3 \r\rc\nTI 0\n")
+                                                                    << QByteArray("SI 5\n04 0 \nTI 0\n");
+}
+
+void TestXMLPacketable::roundTrip()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, expected);
+    const std::unique_ptr<KXPacketable> original = hostPacket(type, text);
+    QVERIFY(original);
+    QCOMPARE(hostText(*original), text);
+    original->setName("Name");
+    original->key = KXKEY_ELEMENT{0x12, 0x3};
+    XMLPacketable xml;
+    xml.setData(*original);
+    const KXPacketable* rebuilt = xml.getDataConst();
+    QVERIFY2(rebuilt, qPrintable(XMLPacketable::toPacket(xml.getNodeConst())));
+    QCOMPARE(hostText(*rebuilt), expected);
+    QCOMPARE(QByteArray(rebuilt->name), QByteArray("Name"));
+    QVERIFY(rebuilt->datatype == original->datatype && KXKEY_CC::isEqual(rebuilt->key, original->key));
+}
+
+void TestXMLPacketable::cachedPacket()
+{
+    XMLPacketable xml;
+    xml.setData(parsed(QStringLiteral("<packetable datatype=\"5\" name=\"S\"><item datatype=\"5\"><_1 value=\"News\"/></item></packetable>")));
+    const KXPacketable* cached = xml.getDataConst();
+    QVERIFY(cached && xml.getDataConst() == cached);
+    QCOMPARE(hostText(*cached), QByteArray("SI 5\n01 News\nTI 0\n"));
+    QCOMPARE(cached->key.key, 0u); // no valid key in the XML: the packet keeps its own
+    xml.setName(QStringLiteral("Other")); // the setters keep the cache as it was built
+    QCOMPARE(QByteArray(xml.getDataConst()->name), QByteArray("S"));
+    const std::unique_ptr<KXPacketable> copy(xml.getData());
+    QVERIFY(copy && copy.get() != cached && hostText(*copy) == hostText(*cached));
+
+    // XML the host refuses, or of a type without a packet class, gives no packet.
+    xml.setData(parsed(QStringLiteral("<packetable datatype=\"1f\"><item datatype=\"1f\"><_12><value>x</value></_12></item></packetable>")));
+    QVERIFY(!xml.getDataConst() && !xml.getData());
+    xml.setData(parsed(QStringLiteral("<packetable datatype=\"f\"/>")));
+    QVERIFY(!xml.getDataConst());
+}
+
+void TestXMLPacketable::appendToPacket()
+{
+    const std::unique_ptr<KXPacketable> letter = hostPacket(PDT_LETTER, "SI 1F\n10 Dear sir\n11 A0 2\n12 3 1 2 3\n"
+                                                                        "13 2 first line\rsecond\nSL 2\nSI 5\n01 A\nTI 0\nSI 5\n01 B\nTI 0\nTL 0\nTI 0\n");
+    QVERIFY(letter);
+    letter->setName("Letter");
+    letter->key = KXKEY_ELEMENT{0x12, 0x3};
+    XMLPacket packet;
+    const QDomElement plain = packet.append(*letter, false);
+    const QDomElement current = packet.append(*letter, true);
+    packet.appendV(*letter, false);
+    // The layout of a letter, element for element.
+    const QString expected = QStringLiteral(
+        "packetable[datatype=1f,hkey=3,key=12,name=Letter]{item[datatype=1F]{_10[value=Dear sir]_11[hkey=2,key=A0]"
+        "_12[size=3]{value{\"1\"}value{\"2\"}value{\"3\"}}_13[size=2]{value{\"first line\"}value{\"second\"}}"
+        "list[size=2]{item[datatype=5]{_1[value=A]}item[datatype=5]{_1[value=B]}}}}");
+    QCOMPARE(shape(plain), expected);
+    QCOMPARE(shape(current), QString(expected).replace(QLatin1String("hkey=3,"), QLatin1String("hkey=3,is_current=1,")));
+    QCOMPARE(shape(plain.parentNode().lastChild()), expected); // the same packet twice: equal elements
+
+    // A job, from its record; a database entry without a name is named after its record.
+    KXJOB* job = static_cast<KXJOB*>(std::calloc(1, sizeof(KXJOB)));
+    job->name = strdup("Front");
+    job->key = KXKEY_ELEMENT{0x100, 1};
+    job->dbKey = KXKEY_ELEMENT{0xa, 1};
+    job->sections = static_cast<KXSECTION*>(std::calloc(1, sizeof(KXSECTION)));
+    job->sections->title = strdup("News");
+    KXJOB_CC jobPacket;
+    jobPacket.setData(reinterpret_cast<unsigned char*>(job));
+    QCOMPARE(shape(packet.append(jobPacket, false)),
+             QStringLiteral("packetable[datatype=15,hkey=1,key=100]{item[datatype=15]{_1[value=Front]_4[value=0]"
+                            "_5[hkey=1,key=A]list[size=1]{item[datatype=5]{_1[value=News]_2[value=0]_3[value=0]}}}}"));
+    KXDBENTRY* record = static_cast<KXDBENTRY*>(std::calloc(1, sizeof(KXDBENTRY)));
+    record->name = strdup("North");
+    KXDBENTRY_CC entry;
+    entry.setData(reinterpret_cast<unsigned char*>(record));
+    QVERIFY(!entry.name);
+    QCOMPARE(XMLPacketable::getName(packet.append(entry, false)), QStringLiteral("North"));
+
+    // An XMLPacketable is copied by append and moved by appendV.
+    XMLPacketable xml;
+    xml.setData(*letter);
+    const QDomElement copy = packet.append(xml);
+    packet.appendV(xml);
+    xml.setName(QStringLiteral("Changed"));
+    QCOMPARE(XMLPacketable::getName(copy), QStringLiteral("Letter"));
+    QVERIFY(packet.packetText().contains(QLatin1String("name=\"Changed\"")));
+}
+
+void TestXMLPacketable::malformedText_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("framing without blanks") << "SI\nSL\nTI\nTL\n";
+    QTest::newRow("bad values") << "SI 1F\n11 zz\n12 ffffffff 1\n13 ffffffff a\rb\n14 zz\n14\n17 1 1 2\nTI 0\n";
+    QTest::newRow("short lines after a long cut") << "SI 1F\n10 a long value for the cut\nS\n1\n \t\nTI 0\n";
+    QTest::newRow("class 6 items in a row") << "SI 1F\nSI 6\nSI 6\nSI 6\nTI 0\nTI 0\nTI 0\n";
+    QTest::newRow("odd classes") << "SI -1\nSI 0x1f\nSI 1F 2\n10 x\nSI ffffffffff\n";
+    QTest::newRow("framing reused from a cut") << "SI 1F\n10 x\nSL\nSI\nTL\nTI\n";
+    QTest::newRow("unclosed lists") << QStringLiteral("SI 1F\nSL 1\n").repeated(300);
+    QTest::newRow("tabs and non-ASCII") << QStringLiteral("SI 1F\n\t10\tx\n10 \u20ac \u00fc\nTI 0\n");
+    // Valid texts with a few characters edited, with a fixed seed.
+    QRandomGenerator random(20261121);
+    for (int i = 0; i < 400; ++i)
+        QTest::addRow("mutated %d", i) << mutated(QString::fromUtf8(i % 2 ? jobText : letterText), random);
+}
+
+void TestXMLPacketable::malformedText()
+{
+    // Whatever the input, nothing crashes and what is built writes back as balanced text.
+    QFETCH(QString, text);
+    XMLPacketable xml;
+    built(xml, text);
+    xml.setType(PDT_LETTER);
+    QVERIFY(balanced(XMLPacketable::toPacket(xml.getNodeConst())));
+    xml.getDataConst(); // the host may refuse the text
+}
+
+QTEST_GUILESS_MAIN(TestXMLPacketable)
+#include "tst_xmlpacketable.moc"
