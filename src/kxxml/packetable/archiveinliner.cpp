@@ -79,16 +79,22 @@ void ArchiveInliner::inlineInto(const QDomElement& root, const ArchiveNode* sour
 {
     // One frame per packetable copy still to be filled with its references. The frames below
     // the top are its ancestors on the path, or copies of the same packet beside it.
+    //
+    // A copy is attached to its referring element only when it is complete: Qt's appendChild
+    // walks up from the parent, so attaching to a detached, shallow parent keeps every append
+    // cheap however deep the finished tree becomes.
     struct Frame
     {
         QDomElement root;
+        QDomElement attachTo; // null for the starting root, which stays where it is
         const ArchiveNode* source;
         std::vector<const ArchiveNode*> referred;
         std::size_t next;
     };
+    QDomDocument document = root.ownerDocument();
     std::vector<Frame> frames;
     std::unordered_map<const ArchiveNode*, int> onPath;
-    frames.push_back({root, source, std::move(referred), 0});
+    frames.push_back({root, QDomElement(), source, std::move(referred), 0});
     if (source)
         ++onPath[source];
 
@@ -97,6 +103,8 @@ void ArchiveInliner::inlineInto(const QDomElement& root, const ArchiveNode* sour
         if (top.next == top.referred.size()) {
             if (top.source && --onPath[top.source] == 0)
                 onPath.erase(top.source);
+            if (!top.attachTo.isNull())
+                top.attachTo.appendChild(top.root);
             frames.pop_back();
             continue;
         }
@@ -110,15 +118,15 @@ void ArchiveInliner::inlineInto(const QDomElement& root, const ArchiveNode* sour
         XMLPacketable copy;
         fill(copy, *node);
         const std::vector<const ArchiveNode*> nested = referredNodes(copy, *node);
-        QDomDocument document = top.root.ownerDocument();
         // Pushed last to first, so that the copies are filled in document order.
         for (auto e = elements.crbegin(); e != elements.crend(); ++e) {
             QDomElement element = *e;
-            const QDomElement inlined =
-                    element.appendChild(document.importNode(copy.getNodeConst(), true)).toElement();
-            if (nested.empty())
+            const QDomElement inlined = document.importNode(copy.getNodeConst(), true).toElement();
+            if (nested.empty()) {
+                element.appendChild(inlined);
                 continue;
-            frames.push_back({inlined, node, nested, 0}); // `top` is stale from here on
+            }
+            frames.push_back({inlined, element, node, nested, 0}); // `top` is stale from here on
             ++onPath[node];
         }
     }
