@@ -1,0 +1,420 @@
+// Archive nodes and references: XMLPacketable built from the host's archive with referred
+// packets inlined, the cycle guard, and XPKReference handing inlined packets out again.
+#include "testhelpers.h"
+
+#include <kxxml/kxxml.h>
+
+#include <QPointer>
+#include <QRegularExpression>
+#include <QtTest>
+
+#include <memory>
+
+namespace {
+
+// Letter packets refer to others by key through _11 and by name through _1b; Coated has no
+// key, so it is matched by name.
+const char* const kDataset = R"({
+  "format": "kxhost-dataset/1",
+  "connection": { "host": "press01.example", "port": 7010 },
+  "profiles": [ { "name": "Coated", "data": "0A0B0C0D" } ],
+  "archive": [
+    { "type": "1f", "name": "Letter", "key": "12:3",
+      "text": "SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n",
+      "children": [
+        { "type": "15", "name": "Front", "key": "100:1",
+          "text": "SI 15\n01 Front\n02 Morning Post\n03 7\n05 A 1\n12 Coated\nTI 0\n" },
+        { "type": "30", "name": "Coated", "text": "SI 30\n01 Coated\n03 4.2\nTI 0\n" } ] },
+    { "type": "8", "name": "North", "key": "a:1", "text": "SI 8\n01 North\n02 1\n03 1\nTI 0\n" },
+    { "type": "1f", "name": "Memo", "text": "SI 1F\n10 See the letter\n11 12 3\nTI 0\n" },
+    { "type": "1f", "name": "Notes", "text": "SI 1F\n10 Notes\n1B Memo\nTI 0\n" } ] })";
+
+const char* const kOtherServer = R"({
+  "format": "kxhost-dataset/1",
+  "connection": { "host": "press02.example", "port": 7011 },
+  "profiles": [ { "name": "Coated", "data": "FFFF" } ] })";
+
+QStringList strings(std::initializer_list<const char*> texts)
+{
+    QStringList list;
+    for (const char* text : texts)
+        list << QString::fromUtf8(text);
+    return list;
+}
+
+std::unique_ptr<KXCommServer> open(const char* json)
+{
+    std::string error;
+    auto server = KXCommServer::openData(json, "test", &error);
+    if (!server)
+        qWarning("%s", error.c_str());
+    return server;
+}
+
+ArchiveNode* byName(const ArchiveNode& archive, const char* name)
+{
+    QByteArray text(name);
+    const KXDB_REFERENCE reference{nullptr, KXKEY_CC::getNullKey(), text.data()};
+    return archive.findNode(&reference);
+}
+
+// A hand-built letter: "<name> <key> <key ref or -> <name ref or ->", keys with hkey 1.
+ArchiveNode* letter(const QString& description)
+{
+    const QStringList w = description.split(QLatin1Char(' '));
+    QByteArray text = "SI 1F\n10 " + w.at(0).toUtf8() + '\n';
+    if (w.at(2) != QLatin1String("-"))
+        text += "11 " + w.at(2).toUtf8() + " 1\n";
+    if (w.at(3) != QLatin1String("-"))
+        text += "1B " + w.at(3).toUtf8() + '\n';
+    text += "TI 0\n";
+    auto* packet = PacketableUtil::getPacketable(PDT_LETTER);
+    if (!packet->fromPacket(text.data(), static_cast<unsigned int>(text.size()), false, true))
+        qWarning("%s", packet->lastError());
+    packet->setName(w.at(0).toUtf8().constData());
+    packet->key = {w.at(1).toUInt(nullptr, 16), w.at(1) == QLatin1String("0") ? 0u : 1u};
+    return new ArchiveNode(packet);
+}
+
+// A root holding one letter per description, flat.
+std::unique_ptr<ArchiveNode> archiveOf(const QStringList& descriptions)
+{
+    auto root = std::make_unique<ArchiveNode>();
+    for (const QString& d : descriptions)
+        root->appendChild(letter(d));
+    return root;
+}
+
+// The packetables inlined under @p p, as "name[element:child,...]".
+QString shape(const QDomElement& p)
+{
+    QStringList inner;
+    for (QDomElement item = p.firstChildElement(XMLPacketable::ITEM); !item.isNull();
+         item = item.nextSiblingElement(XMLPacketable::ITEM)) {
+        for (QDomElement e = item.firstChildElement(); !e.isNull(); e = e.nextSiblingElement()) {
+            for (QDomElement c = e.firstChildElement(QStringLiteral("packetable")); !c.isNull();
+                 c = c.nextSiblingElement(QStringLiteral("packetable")))
+                inner << e.tagName() + QLatin1Char(':') + shape(c);
+        }
+    }
+    const QString name = XMLPacketable::getName(p);
+    return inner.isEmpty() ? name : name + QLatin1Char('[') + inner.join(QLatin1Char(',')) + QLatin1Char(']');
+}
+
+QDomElement dataElement(const QDomElement& p, const QString& name)
+{
+    return XMLPacketable::getPacketableItemNode(p).firstChildElement(name);
+}
+
+} // namespace
+
+class TestXpkReference : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void inlinesFromArchive_data();
+    void inlinesFromArchive();
+    void cyclesInlineOncePerPath_data();
+    void cyclesInlineOncePerPath();
+    void longChainInlinesToItsEnd_data();
+    void longChainInlinesToItsEnd();
+    void insertInlineDataMatching_data();
+    void insertInlineDataMatching();
+    void inlinedCopyFollowsExistingChildren();
+    void colourProfileLoadedFromServer_data();
+    void colourProfileLoadedFromServer();
+    void nullNodesAndMissingCache();
+    void referencesHandedOut_data();
+    void referencesHandedOut();
+    void handedOutPacketsMatchTheirNodes();
+    void referenceOwnsPacketable();
+};
+
+void TestXpkReference::inlinesFromArchive_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("expected");
+    const QString letterShape = QStringLiteral("Letter[_11:Front[_5:North,_12:Coated],_1b:Coated]");
+    QTest::newRow("by key and by name, nested") << "Letter" << letterShape;
+    QTest::newRow("unresolved name skipped") << "Front" << "Front[_5:North,_12:Coated]";
+    QTest::newRow("nothing referred") << "North" << "North";
+    QTest::newRow("by name, then key, nested")
+            << "Notes" << QStringLiteral("Notes[_1b:Memo[_11:%1]]").arg(letterShape);
+}
+
+void TestXpkReference::inlinesFromArchive()
+{
+    QFETCH(QString, entry);
+    QFETCH(QString, expected);
+    const auto server = open(kDataset);
+    QVERIFY(server);
+    const std::unique_ptr<XMLPacketable> p(
+            XMLPacketable::fromArchiveNode(*server, byName(*server->archive(), entry.toUtf8().constData())));
+    QVERIFY(p);
+    QCOMPARE(shape(p->getNodeConst()), expected);
+    QVERIFY(p->getDataConst()); // the packet's own XML still converts back
+}
+
+void TestXpkReference::cyclesInlineOncePerPath_data()
+{
+    QTest::addColumn<QStringList>("archive");
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("self by key") << strings({"A 1 1 -"}) << "A";
+    QTest::newRow("two by key") << strings({"A 1 2 -", "B 2 1 -"}) << "A[_11:B]";
+    QTest::newRow("three, key and name") << strings({"A 1 2 -", "B 2 - C", "C 0 1 -"}) << "A[_11:B[_1b:C]]";
+    QTest::newRow("cycle below the start") << strings({"A 1 2 -", "B 2 3 -", "C 3 2 -"}) << "A[_11:B[_11:C]]";
+    QTest::newRow("two ways round") << strings({"A 1 2 C", "B 2 1 -", "C 0 2 -"})
+                                    << "A[_11:B,_1b:C[_11:B]]";
+}
+
+void TestXpkReference::cyclesInlineOncePerPath()
+{
+    QFETCH(QStringList, archive);
+    QFETCH(QString, expected);
+    KXCommServer server;
+    const auto root = archiveOf(archive);
+    XMLPacketable p;
+    p.setData(server, root->getChild(0));
+    QCOMPARE(shape(p.getNodeConst()), expected);
+}
+
+void TestXpkReference::longChainInlinesToItsEnd_data()
+{
+    QTest::addColumn<bool>("closed");
+    QTest::newRow("open chain") << false;
+    QTest::newRow("last refers to first") << true;
+}
+
+void TestXpkReference::longChainInlinesToItsEnd()
+{
+    QFETCH(bool, closed);
+    // Deep enough to need a non-recursive walk; shallow enough for Qt's recursive DOM teardown.
+    const int length = 300;
+    QStringList chain;
+    for (int i = 1; i <= length; ++i) {
+        const int next = i < length ? i + 1 : (closed ? 1 : 0);
+        chain << QStringLiteral("P%1 %2 %3 -").arg(i).arg(i, 0, 16).arg(next ? QString::number(next, 16) : QStringLiteral("-"));
+    }
+    KXCommServer server;
+    const auto root = archiveOf(chain);
+    XMLPacketable p;
+    p.setData(server, root->getChild(0));
+    int depth = 1;
+    QDomElement at = p.getNodeConst();
+    for (QDomElement next; !(next = dataElement(at, QStringLiteral("_11")).firstChildElement()).isNull(); at = next)
+        ++depth;
+    QCOMPARE(depth, length);
+    QCOMPARE(XMLPacketable::getName(at), QStringLiteral("P%1").arg(length));
+    QCOMPARE(dataElement(at, QStringLiteral("_11")).isNull(), !closed);
+}
+
+void TestXpkReference::insertInlineDataMatching_data()
+{
+    QTest::addColumn<uint>("key");
+    QTest::addColumn<uint>("hkey");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("expected");
+    // A refers to 5:1 by key (_11) and to "T" by name (_1b).
+    QTest::newRow("by key") << 5u << 1u << "T" << "A[_11:T]";
+    QTest::newRow("hkey 0, no name") << 5u << 0u << "" << "A";
+    QTest::newRow("key 0, no name") << 0u << 1u << "" << "A";
+    QTest::newRow("invalid key, by name") << 5u << 0u << "T" << "A[_1b:T]";
+    QTest::newRow("valid key decides, not the name") << 6u << 1u << "T" << "A";
+}
+
+void TestXpkReference::insertInlineDataMatching()
+{
+    QFETCH(uint, key);
+    QFETCH(uint, hkey);
+    QFETCH(QString, name);
+    QFETCH(QString, expected);
+    KXCommServer server;
+    const auto root = archiveOf({QStringLiteral("A 1 5 T"), QStringLiteral("T 5 - -")});
+    KXPacketable* referred = root->getChild(1)->getPacket();
+    referred->key = {key, hkey};
+    referred->setName(name.isEmpty() ? nullptr : name.toUtf8().constData());
+    XMLPacketable p;
+    p.setData(*root->getChild(0)->getPacket());
+    p.insertInlineData(server, root->getChild(1));
+    QCOMPARE(shape(p.getNodeConst()), expected);
+}
+
+void TestXpkReference::inlinedCopyFollowsExistingChildren()
+{
+    KXCommServer server;
+    const auto root = archiveOf({QStringLiteral("A 1 2 B"), QStringLiteral("B 2 - -"), QStringLiteral("B 0 - -")});
+    root->getChild(2)->getPacket()->key = KXKEY_CC::getNullKey();
+    XMLPacketable p;
+    p.setData(*root->getChild(0)->getPacket());
+    QDomElement byName = dataElement(p.getNodeConst(), QStringLiteral("_1b"));
+    XMLObject::createElementV(byName, QStringLiteral("existing"));
+    p.insertInlineData(server, root->getChild(1));
+    p.insertInlineData(server, root->getChild(2));
+
+    const QDomElement byKey = dataElement(p.getNodeConst(), QStringLiteral("_11"));
+    QCOMPARE(byKey.firstChildElement().tagName(), QStringLiteral("packetable"));
+    QVERIFY(byKey.firstChildElement().nextSiblingElement().isNull());
+    QCOMPARE(XMLObject::getAttribute(byName, XMLPacketable::VALUE), QStringLiteral("B"));
+    QCOMPARE(byName.firstChildElement().tagName(), QStringLiteral("existing"));
+    QCOMPARE(byName.lastChildElement().tagName(), QStringLiteral("packetable"));
+    QCOMPARE(byName.childNodes().count(), 2);
+}
+
+void TestXpkReference::colourProfileLoadedFromServer_data()
+{
+    QTest::addColumn<QString>("server");
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QString>("size");
+    QTest::addColumn<QString>("data");
+    QTest::newRow("inlined, own server") << "own" << "Letter" << "4" << "0A0B0C0D";
+    QTest::newRow("inlined, other server") << "other" << "Letter" << "2" << "FFFF";
+    QTest::newRow("inlined, no server") << "none" << "Letter" << QString() << QString();
+    QTest::newRow("top level, own server") << "own" << "Coated" << "4" << "0A0B0C0D";
+}
+
+void TestXpkReference::colourProfileLoadedFromServer()
+{
+    QFETCH(QString, server);
+    QFETCH(QString, entry);
+    QFETCH(QString, size);
+    QFETCH(QString, data);
+    const auto own = open(kDataset);
+    const auto other = open(kOtherServer);
+    QVERIFY(own && other);
+    KXCommServer none;
+    KXCommServer& used = server == QLatin1String("own") ? *own : server == QLatin1String("other") ? *other : none;
+    XMLPacketable p;
+    p.setData(used, byName(*own->archive(), entry.toUtf8().constData()));
+
+    QDomElement profile = p.getNodeConst();
+    if (entry != QLatin1String("Coated"))
+        profile = dataElement(profile, QStringLiteral("_1b")).firstChildElement();
+    QCOMPARE(XMLPacketable::getName(profile), QStringLiteral("Coated"));
+    const QDomElement profileData = dataElement(profile, QStringLiteral("_2"));
+    QCOMPARE(XMLObject::getAttribute(profileData, XMLPacketable::SIZE), size);
+    QCOMPARE(profileData.text(), data);
+}
+
+void TestXpkReference::nullNodesAndMissingCache()
+{
+    const auto server = open(kDataset);
+    QVERIFY(server);
+    QVERIFY(!XMLPacketable::fromArchiveNode(*server, nullptr));
+
+    XMLPacketable p;
+    const QString empty = p.toString();
+    p.setData(*server, nullptr);
+    p.setData(*server, server->archive()); // the root holds no packet
+    QCOMPARE(p.toString(), empty);
+
+    // After setData(const QDomNode&) there is no cached packet: nothing is inlined until
+    // getDataConst() builds it.
+    const auto plain = archiveOf({QStringLiteral("A 1 2 -"), QStringLiteral("B 2 - -")});
+    XMLPacketable a;
+    a.setData(*plain->getChild(0)->getPacket());
+    XMLPacketable bare;
+    bare.setData(a.getNodeConst());
+    bare.insertInlineData(*server, plain->getChild(1));
+    QCOMPARE(shape(bare.getNodeConst()), QStringLiteral("A"));
+    QVERIFY(bare.getDataConst());
+    bare.insertInlineData(*server, plain->getChild(1));
+    QCOMPARE(shape(bare.getNodeConst()), QStringLiteral("A[_11:B]"));
+    bare.insertInlineData(*server, nullptr);
+    QCOMPARE(shape(bare.getNodeConst()), QStringLiteral("A[_11:B]"));
+}
+
+// Packetable XML in which each "{N}" stands for an inlined packetable named N.
+QString withInlined(const char* text)
+{
+    QString xml = QString::fromUtf8(text);
+    static const QRegularExpression placeholder(QStringLiteral("\\{(\\w+)\\}"));
+    return xml.replace(placeholder, QStringLiteral("<packetable name=\"\\1\" datatype=\"1f\"><item datatype=\"1f\"/></packetable>"));
+}
+
+void TestXpkReference::referencesHandedOut_data()
+{
+    QTest::addColumn<QString>("xml");
+    QTest::addColumn<QStringList>("expected"); // "key:hkey name" or "name=<value> name"
+    QTest::addColumn<int>("flag");
+    QTest::newRow("letter, key and name")
+            << withInlined("<packetable datatype='1f'><item datatype='1f'><_10 value='x'>{Text}</_10>"
+                           "<_11 key='64' hkey='1'>{K}</_11><_1b value='N'>{N}</_1b></item></packetable>")
+            << strings({"64:1 K", "name=N N"}) << 1;
+    QTest::newRow("job, name from value")
+            << withInlined("<packetable datatype='15'><item datatype='15'><_2 value='Morning Post'>{P}</_2>"
+                           "<_5 key='a' hkey='1'/></item></packetable>")
+            << strings({"name=Morning Post P"}) << 1;
+    QTest::newRow("not inlined")
+            << withInlined("<packetable datatype='1f'><item datatype='1f'><_11 key='64' hkey='1'/></item></packetable>")
+            << QStringList() << 0;
+    QTest::newRow("nested list and item only")
+            << withInlined("<packetable datatype='1f'><item datatype='1f'><list size='1'><item datatype='1f'>"
+                           "<_11 key='1' hkey='1'>{L}</_11></item></list>"
+                           "<item datatype='1f'><_1b value='I'>{I}</_1b></item></item></packetable>")
+            << QStringList() << 0;
+    QTest::newRow("opaque item")
+            << withInlined("<packetable datatype='6'><item datatype='6'><_11 key='1' hkey='1'>{O}</_11></item></packetable>")
+            << QStringList() << 0;
+    QTest::newRow("bare item") << withInlined("<item datatype='1f'><_1b value='B'>{B}</_1b></item>")
+                               << strings({"name=B B"}) << 1;
+}
+
+void TestXpkReference::referencesHandedOut()
+{
+    QFETCH(QString, xml);
+    QFETCH(QStringList, expected);
+    QFETCH(int, flag);
+    const QDomElement e = TestHelpers::parseElement(xml);
+    QVERIFY(!e.isNull());
+    XMLPacketable p;
+    p.setData(e);
+    QList<XPKReference*> out{new XPKReference(nullptr, QStringLiteral("earlier"))};
+    QCOMPARE(p.getXPKReferences(out), flag);
+    QStringList got;
+    for (qsizetype i = 1; i < out.size(); ++i) {
+        const XPKReference* r = out.at(i);
+        QVERIFY(r->name.isNull() != KXKEY_CC::isEqual(r->key, KXKEY_CC::getNullKey()));
+        got << (r->name.isNull() ? QStringLiteral("%1:%2").arg(r->key.key, 0, 16).arg(r->key.hkey, 0, 16)
+                                 : QStringLiteral("name=") + r->name)
+                        + QLatin1Char(' ') + r->packetable->getName();
+    }
+    QCOMPARE(out.first()->name, QStringLiteral("earlier"));
+    qDeleteAll(out);
+    QCOMPARE(got, expected);
+}
+
+void TestXpkReference::handedOutPacketsMatchTheirNodes()
+{
+    const auto server = open(kDataset);
+    QVERIFY(server);
+    const ArchiveNode& archive = *server->archive();
+    const std::unique_ptr<XMLPacketable> letter(XMLPacketable::fromArchiveNode(*server, byName(archive, "Letter")));
+    QList<XPKReference*> refs;
+    QCOMPARE(letter->getXPKReferences(refs), 1);
+    QCOMPARE(refs.size(), 2);
+    const char* const names[] = {"Front", "Coated"};
+    for (int i = 0; i < 2; ++i) {
+        const std::unique_ptr<XMLPacketable> direct(XMLPacketable::fromArchiveNode(*server, byName(archive, names[i])));
+        QCOMPARE(refs.at(i)->packetable->toString(), direct->toString());
+        QVERIFY(refs.at(i)->packetable->getDataConst());
+    }
+    letter->nullifyReference(refs.first());
+    QCOMPARE(refs.first()->packetable->getName(), QStringLiteral("Front"));
+    qDeleteAll(refs);
+}
+
+void TestXpkReference::referenceOwnsPacketable()
+{
+    auto* byKey = new XPKReference(new XMLPacketable, KXKEY_ELEMENT{7, 2});
+    const XPKReference byName(nullptr, QStringLiteral("n"));
+    QCOMPARE(byKey->key.key, 7u);
+    QVERIFY(byKey->name.isNull());
+    QVERIFY(KXKEY_CC::isEqual(byName.key, KXKEY_CC::getNullKey()));
+    const QPointer<XMLPacketable> watched(byKey->packetable.get());
+    delete byKey;
+    QVERIFY(watched.isNull());
+}
+
+QTEST_GUILESS_MAIN(TestXpkReference)
+#include "tst_xpkreference.moc"
