@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+/// The input of a converting subcommand: a file, or standard input for `-` or no argument.
+class InputSource
+{
+public:
+    /// The largest input read; anything longer is refused rather than read without end.
+    static constexpr qint64 MaxBytes = 64 * 1024 * 1024;
+
+    /// @p argument is the file name given on the command line; empty or `-` means standard input.
+    explicit InputSource(const QString& argument);
+
+    /// The name errors give for the input: the file name, or "stdin".
+    QString name() const;
+    /// Reads the whole input into @p data. On failure returns false and sets @p error to a
+    /// message that names the input (unreadable, a directory, too large).
+    bool read(QByteArray& data, QString& error) const;
+
+private:
+    QString m_path; ///< empty for standard input
+};

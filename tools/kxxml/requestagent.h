@@ -1,0 +1,42 @@
+#pragma once
+
+#include <kxxml/messaging/xmlagent.h>
+#include <kxxml/packetable/hostlib.h>
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class XMLAction;
+class XMLPacket;
+
+/// The tool's own agent: sends one request action at a time to the comm-server agent and
+/// waits for the answer. Add it to a router before asking, and remove it before it goes.
+class RequestAgent : public XMLAgent
+{
+public:
+    /// The request kinds by name, in code order: outputs, publications, books, jobs.
+    static QStringList requestNames();
+    /// The request code of @p requestName (1000 to 1003); 0 for an unknown name.
+    static int requestCode(const QString& requestName);
+
+    RequestAgent();
+    ~RequestAgent() override;
+    RequestAgent(const RequestAgent&) = delete;
+    RequestAgent& operator=(const RequestAgent&) = delete;
+
+    /// A request action of @p requestName from this agent: its key list is @p keys (none
+    /// when empty); `exclude_publications` is written when @p excludePublications is set.
+    std::unique_ptr<XMLAction> requestAction(const QString& requestName, const QList<KXKEY_ELEMENT>& keys,
+                                             const bool* excludePublications) const;
+    /// Sends a copy of @p action to the comm-server agent and runs the event loop until the
+    /// reply has come or the router has nothing left to deliver. The reply, or null for none.
+    std::unique_ptr<XMLPacket> ask(XMLAction& action);
+
+    void receive(XMLPacket* packet) override;
+
+private:
+    std::unique_ptr<XMLPacket> m_reply;
+};

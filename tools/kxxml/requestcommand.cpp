@@ -1,0 +1,86 @@
+#include "requestcommand.h"
+
+#include "datasetsource.h"
+#include "keyoption.h"
+#include "session.h"
+
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/packetable/hostlib.h>
+#include <kxxml/ui/xmlaction.h>
+
+#include <QCommandLineParser>
+
+namespace {
+
+const QString DbOption = QStringLiteral("db");
+const QString IncludeOption = QStringLiteral("include-publications");
+const QString ExcludeOption = QStringLiteral("exclude-publications");
+
+} // namespace
+
+QString RequestCommand::name() const
+{
+    return QStringLiteral("request");
+}
+
+QString RequestCommand::synopsis() const
+{
+    return QStringLiteral("outputs|publications|books|jobs [--dataset FILE] [--db KEY:HKEY]...\n"
+                          "              [--include-publications | --exclude-publications]");
+}
+
+QString RequestCommand::summary() const
+{
+    return QStringLiteral("Sends one request to the comm-server agent and prints its reply packet.");
+}
+
+void RequestCommand::addOptions(QCommandLineParser& parser) const
+{
+    parser.addOption(datasetOption());
+    parser.addOption({DbOption,
+                      QStringLiteral("Asks about the database KEY:HKEY (hexadecimal) only; repeatable."),
+                      QStringLiteral("KEY:HKEY")});
+    parser.addOption({IncludeOption, QStringLiteral("Lists jobs that belong to publications too.")});
+    parser.addOption({ExcludeOption, QStringLiteral("Leaves jobs of publications out (says so explicitly).")});
+    parser.addPositionalArgument(QStringLiteral("kind"),
+                                 QStringLiteral("outputs (1000), publications (1001), books (1002) or jobs (1003)."));
+}
+
+Outcome RequestCommand::execute(const QCommandLineParser& parser)
+{
+    const QStringList positional = parser.positionalArguments();
+    if (positional.isEmpty())
+        return usageError(QStringLiteral("missing the kind of request"));
+    if (positional.size() > 1)
+        return usageError(QStringLiteral("unexpected argument '%1'").arg(positional.at(1)));
+    const QString kind = positional.constFirst();
+    if (RequestAgent::requestCode(kind) == 0)
+        return usageError(QStringLiteral("unknown kind of request '%1'").arg(kind));
+
+    QList<KXKEY_ELEMENT> keys;
+    for (const QString& text : parser.values(DbOption)) {
+        KXKEY_ELEMENT key{};
+        if (!KeyOption::parse(text, key))
+            return usageError(QStringLiteral("--db '%1': expected KEY:HKEY in hexadecimal").arg(text));
+        keys.append(key);
+    }
+    if (parser.isSet(IncludeOption) && parser.isSet(ExcludeOption))
+        return usageError(QStringLiteral("--include-publications and --exclude-publications exclude each other"));
+    bool exclude = parser.isSet(ExcludeOption);
+    const bool* excludeSetting = parser.isSet(IncludeOption) || exclude ? &exclude : nullptr;
+
+    const DatasetSource dataset(parser.value(QStringLiteral("dataset")));
+    QString error;
+    std::unique_ptr<KXCommServer> server = dataset.open(error);
+    if (!server)
+        return badInput(error);
+
+    Session session(std::move(server));
+    const std::unique_ptr<XMLAction> action = session.agent().requestAction(kind, keys, excludeSetting);
+    const std::unique_ptr<XMLPacket> reply = session.agent().ask(*action);
+    if (!reply) {
+        return Outcome::failure(Outcome::NoReply,
+                                QStringLiteral("%1: no reply to the %2 request").arg(dataset.name(), kind));
+    }
+    return Outcome::success(reply->packetText().toUtf8());
+}

@@ -1,0 +1,58 @@
+#include "safexmlreader.h"
+
+#include <QXmlStreamReader>
+
+SafeXmlReader::SafeXmlReader(const QString& sourceName)
+    : m_sourceName(sourceName)
+{
+}
+
+bool SafeXmlReader::read(const QByteArray& data, QDomDocument& document, QString& error) const
+{
+    QXmlStreamReader reader(data);
+    int depth = 0;
+    while (!reader.atEnd()) {
+        switch (reader.readNext()) {
+        case QXmlStreamReader::DTD:
+            error = where(reader.lineNumber(), reader.columnNumber())
+                + QStringLiteral("document type declarations are not accepted");
+            return false;
+        case QXmlStreamReader::EntityReference:
+            error = where(reader.lineNumber(), reader.columnNumber())
+                + QStringLiteral("undeclared entity '%1'").arg(reader.name().toString());
+            return false;
+        case QXmlStreamReader::StartElement:
+            if (++depth > MaxDepth) {
+                error = where(reader.lineNumber(), reader.columnNumber())
+                    + QStringLiteral("elements nested deeper than %1 levels").arg(MaxDepth);
+                return false;
+            }
+            break;
+        case QXmlStreamReader::EndElement:
+            --depth;
+            break;
+        default:
+            break;
+        }
+    }
+    if (reader.hasError()) {
+        error = where(reader.lineNumber(), reader.columnNumber()) + reader.errorString();
+        return false;
+    }
+
+    QString message;
+    int line = 0;
+    int column = 0;
+    QDomDocument parsed;
+    if (!parsed.setContent(data, &message, &line, &column)) {
+        error = where(line, column) + message;
+        return false;
+    }
+    document = parsed;
+    return true;
+}
+
+QString SafeXmlReader::where(qint64 line, qint64 column) const
+{
+    return m_sourceName + QStringLiteral(": line %1, column %2: ").arg(line).arg(column);
+}

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <kxxml/packetable/xmlpacketable.h>
+
+#include <QByteArray>
+#include <QDomDocument>
+#include <QString>
+
+/// Reads XML from outside into a DOM document without letting it harm the process.
+///
+/// Qt's DOM recurses when it builds and destroys trees, and expands entities it is told
+/// about. So a streaming pass looks at the text first: it refuses elements nested deeper than
+/// MaxDepth and any document type declaration (and with it every entity declaration, so
+/// entity-expansion bombs and external entities never reach the DOM). Only text that passes
+/// is handed to QDomDocument.
+class SafeXmlReader
+{
+public:
+    /// Deepest element nesting accepted, the root element being level 1: the 256 levels of
+    /// lists and items that the host and the library keep, plus the packetable root above
+    /// them and a data element with its values below, so that whatever `to-xml` writes,
+    /// `to-text` reads.
+    static constexpr int MaxDepth = XMLPacketable::MaxNesting + 3;
+
+    /// @p sourceName stands for the input in error messages.
+    explicit SafeXmlReader(const QString& sourceName);
+
+    /// Parses @p data into @p document. On failure returns false and sets @p error to one
+    /// line naming the input, the line and the column, and what is wrong.
+    bool read(const QByteArray& data, QDomDocument& document, QString& error) const;
+
+private:
+    QString where(qint64 line, qint64 column) const;
+
+    QString m_sourceName;
+};
