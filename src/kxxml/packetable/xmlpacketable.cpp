@@ -224,34 +224,56 @@ void appendDataElement(QDomElement& parent, CONVERTSTRUCTELEMENTINFO* table, QSt
     }
 }
 
-void appendDataLine(QString& out, const QDomElement& e, CONVERTSTRUCTELEMENTINFO* table)
+// The lines of the data element @p e whose data tag is @p tag (its name less the first
+// character), appended to @p out in place.
+void appendSimpleLine(QString& out, const QString& tag, const QDomElement& e)
 {
-    switch (dataElementKind(table, dataTagOf(e), nullptr)) {
+    const QString value = XMLObject::getAttribute(e, XMLPacketable::VALUE);
+    if (!value.isEmpty())
+        out += tag % kBlank % value % kLineFeed;
+}
+
+void appendKeyLine(QString& out, const QString& tag, const QDomElement& e)
+{
+    out += tag % kBlank % XMLObject::getAttribute(e, XMLPacketable::KEY) % kBlank
+           % XMLObject::getAttribute(e, XMLPacketable::HKEY) % kLineFeed;
+}
+
+void appendArrayLine(QString& out, const QString& tag, const QDomElement& e, QChar separator)
+{
+    const QStringList texts = valueTexts(e);
+    out += tag % kBlank % XMLObject::numberText(static_cast<unsigned int>(texts.size()), 16) % kBlank
+           % texts.join(separator) % kLineFeed;
+}
+
+void appendBinaryLine(QString& out, const QString& tag, const QDomElement& e)
+{
+    out += tag % kBlank % XMLObject::getAttribute(e, XMLPacketable::SIZE) % kBlank % textOf(e) % kLineFeed;
+}
+
+// The line of the data element @p e named @p name, by @p table.
+void appendDataLine(QString& out, const QDomElement& e, const QString& name, CONVERTSTRUCTELEMENTINFO* table)
+{
+    const QString tag = XMLPacketable::getDATATAGFromXMLTagName(name);
+    switch (dataElementKind(table, tag, nullptr)) {
     case ValueKind::Simple:
-        XMLPacketable::appendSimpleValuePacket(out, e);
+        appendSimpleLine(out, tag, e);
         break;
     case ValueKind::Key:
-        out += XMLPacketable::toKXKEYValuePacket(e);
+        appendKeyLine(out, tag, e);
         break;
     case ValueKind::NumberArray:
-        out += XMLPacketable::toNumberArrayValuePacket(e);
+        appendArrayLine(out, tag, e, kBlank);
         break;
     case ValueKind::StringArray:
-        out += XMLPacketable::toStringArrayValuePacket(e);
+        appendArrayLine(out, tag, e, kCarriageReturn);
         break;
     case ValueKind::Binary:
-        XMLPacketable::appendBinaryDataPacket(out, e);
+        appendBinaryLine(out, tag, e);
         break;
     case ValueKind::None:
         break;
     }
-}
-
-QString arrayLine(const QDomElement& e, QChar separator)
-{
-    const QStringList texts = valueTexts(e);
-    return dataTagOf(e) % kBlank % XMLObject::numberText(static_cast<unsigned int>(texts.size()), 16)
-           % kBlank % texts.join(separator) % kLineFeed;
 }
 
 } // namespace
@@ -746,23 +768,22 @@ QString XMLPacketable::toPacket(const QDomElement& e)
         if (isList || name == ITEM) {
             if (levels.size() > static_cast<size_t>(MaxNesting))
                 continue; // deeper than the limit: left out with everything below it
-            out += (isList ? START_LIST : START_ITEM) % kBlank % getAttribute(child, isList ? SIZE : DATATYPE)
-                   % kLineFeed;
-            const LevelTable table = tableOf(child);
+            const QString attribute = getAttribute(child, isList ? SIZE : DATATYPE);
+            out += (isList ? START_LIST : START_ITEM) % kBlank % attribute % kLineFeed;
+            // An item's table, as tableOf(child) finds it, from the datatype just read.
+            const LevelTable table = isList ? LevelTable() : tableOfClass(toUInt(attribute, nullptr, 16));
             levels.push_back({table.stop ? QDomNode() : child.firstChild(), table.table,
                               isList ? &END_LIST : &END_ITEM});
             continue;
         }
-        appendDataLine(out, child, level.table);
+        appendDataLine(out, child, name, level.table);
     }
     return out;
 }
 
 void XMLPacketable::appendSimpleValuePacket(QString& out, const QDomElement& e)
 {
-    const QString value = getAttribute(e, VALUE);
-    if (!value.isEmpty())
-        out += dataTagOf(e) % kBlank % value % kLineFeed;
+    appendSimpleLine(out, dataTagOf(e), e);
 }
 
 QString XMLPacketable::toSimpleValuePacket(const QDomElement& e)
@@ -774,22 +795,28 @@ QString XMLPacketable::toSimpleValuePacket(const QDomElement& e)
 
 QString XMLPacketable::toKXKEYValuePacket(const QDomElement& e)
 {
-    return dataTagOf(e) % kBlank % getAttribute(e, KEY) % kBlank % getAttribute(e, HKEY) % kLineFeed;
+    QString out;
+    appendKeyLine(out, dataTagOf(e), e);
+    return out;
 }
 
 QString XMLPacketable::toNumberArrayValuePacket(const QDomElement& e)
 {
-    return arrayLine(e, kBlank);
+    QString out;
+    appendArrayLine(out, dataTagOf(e), e, kBlank);
+    return out;
 }
 
 QString XMLPacketable::toStringArrayValuePacket(const QDomElement& e)
 {
-    return arrayLine(e, kCarriageReturn);
+    QString out;
+    appendArrayLine(out, dataTagOf(e), e, kCarriageReturn);
+    return out;
 }
 
 void XMLPacketable::appendBinaryDataPacket(QString& out, const QDomElement& e)
 {
-    out += dataTagOf(e) % kBlank % getAttribute(e, SIZE) % kBlank % textOf(e) % kLineFeed;
+    appendBinaryLine(out, dataTagOf(e), e);
 }
 
 void XMLPacketable::clearCache() const
