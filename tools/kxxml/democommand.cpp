@@ -45,8 +45,7 @@ QString DemoCommand::synopsis() const
 
 QString DemoCommand::summary() const
 {
-    return QStringLiteral("Runs a short session: the four requests, a UI collection of their actions "
-                          "and an exclusive action group.");
+    return QStringLiteral("Runs a short session: the four requests, a UI collection, an exclusive group.");
 }
 
 void DemoCommand::addOptions(QCommandLineParser& parser) const
