@@ -560,7 +560,7 @@ void writeSummary(const Collector& c, const std::string& markdownPath, const std
                   const std::string& scalingPath)
 {
     const std::vector<Figure> all = figures(c);
-    std::string md = "| Figure | Measured | Baseline | Ratio | Goal | |\n|---|---:|---:|---:|---|---|\n";
+    std::string md = std::string("Qt ") + qVersion() + " at run time\n\n| Figure | Measured | Baseline | Ratio | Goal | |\n|---|---:|---:|---:|---|---|\n";
     std::printf("\n%-75s %12s %12s %8s  %s\n", "figure", "measured", "baseline", "ratio", "goal");
     QJsonArray json;
     for (const Figure& f : all) {

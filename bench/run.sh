@@ -32,14 +32,13 @@ cmake --build "$build" --target kxxml-bench -j"$(nproc)"
     --kx_scaling="$work/scaling.dat"
 
 cpu=$(sed -n 's/^model name[[:space:]]*:[[:space:]]*//p' /proc/cpuinfo | head -n 1)
-qt=$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' \
-        "$(grep -m1 '^Qt6Core_DIR:' "$build/CMakeCache.txt" | cut -d= -f2)/Qt6CoreConfigVersion.cmake")
+qt=$(sed -n 's/^Qt \([0-9.]*\) at run time.*/\1/p' "$work/summary.md")
 {
     echo "<!-- results:begin (written by bench/run.sh; edit outside the markers) -->"
     echo "Run of $(date -u '+%Y-%m-%d %H:%M UTC') on $(nproc) cores, ${cpu:-unknown CPU}, Qt ${qt:-unknown};"
     echo "Release build, medians of $repetitions repetitions, CPU time. Ratio = measured / baseline."
     echo
-    cat "$work/summary.md"
+    grep -v '^Qt .* at run time' "$work/summary.md"
     echo "<!-- results:end -->"
 } >"$work/results.md"
 
