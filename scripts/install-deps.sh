@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing kxxml needs on Debian 12, from Debian's packages.
 set -euo pipefail
-packages=(cmake g++ make qt6-base-dev libqt6core5compat6-dev libbenchmark-dev)
+packages=(cmake g++ make pkg-config qt6-base-dev qt6-5compat-dev qtbase5-dev doxygen libbenchmark-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
