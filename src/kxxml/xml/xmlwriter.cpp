@@ -131,7 +131,7 @@ bool XMLWriter::sameText(const QDomNode& a, const QDomNode& b)
         else
             rightMore = right.writeNext(rightText);
         const qsizetype common = qMin(leftText.size() - leftAt, rightText.size() - rightAt);
-        if (QStringView(leftText).sliced(leftAt, common) != QStringView(rightText).sliced(rightAt, common))
+        if (QStringView(leftText).mid(leftAt, common) != QStringView(rightText).mid(rightAt, common))
             return false;
         leftAt += common;
         rightAt += common;
