@@ -1,12 +1,12 @@
 #pragma once
 
+#include <kxxml/kxxmlqt.h>
 #include <kxxml/packetable/hostlib.h>
 #include <kxxml/xml/xmlobject.h>
 
 #include <QDomNodeList>
 #include <QList>
 #include <QStringList>
-#include <QStringRef>
 
 #include <list>
 #include <memory>
