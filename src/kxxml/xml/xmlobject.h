@@ -41,11 +41,11 @@ public:
 
     /// Root element name of this object's own type.
     QString rootNodeName() const;
-    bool isXMLPacketable() const;
-    bool isXMLAction() const;
-    bool isXMLUI() const;
-    bool isXMLImage() const;
-    bool isXMLMessage() const;
+    bool isXMLPacketable() const; ///< Whether the object is of type XMLOBJECT_PACKETABLE.
+    bool isXMLAction() const;     ///< Whether the object is of type XMLOBJECT_ACTION.
+    bool isXMLUI() const;         ///< Whether the object is of type XMLOBJECT_UI.
+    bool isXMLImage() const;      ///< Whether the object is of type XMLOBJECT_IMAGE.
+    bool isXMLMessage() const;    ///< Whether the object is of type XMLOBJECT_MESSAGE.
 
     /// Makes a deep copy of @p e, imported into the object's own document, the object's node.
     /// The previous node stays where it was in the document but is no longer designated.
@@ -71,6 +71,7 @@ public:
     static bool isXMLPacketable(const QDomElement& e);
     /// The first direct child named @p name, as an element; null if none or not an element.
     static QDomElement getElement(const QDomElement& parent, const QString& name);
+    /// The document element of @p doc.
     static QDomElement getDocumentRoot(const QDomDocument& doc);
     /// A new document whose element is @p qualifiedName in namespace @p nsURI, without a document type.
     static QDomDocument createDocument(const QString& nsURI, const QString& qualifiedName);
@@ -78,16 +79,21 @@ public:
     static void createDocumentV(const QString& nsURI, const QString& qualifiedName);
     /// A new element @p name appended as the last child of @p parent; returns it.
     static QDomElement createElement(QDomElement& parent, const QString& name);
+    /// createElement without the result.
     static void createElementV(QDomElement& parent, const QString& name);
     /// A new text node appended as the last child of @p parent; returns it.
     static QDomText createTextNode(QDomElement& parent, const QString& text);
+    /// createTextNode without the result.
     static void createTextNodeV(QDomElement& parent, const QString& text);
     /// @p n as XML text: Qt's one-space-indented format with each element's attributes in
     /// order of their names, written without recursion. No XML declaration.
     static QString toString(const QDomNode& n);
 
-    // Typed attributes. Every function does nothing (writers) or answers the neutral value
-    // (readers) for an empty key.
+    /// @name Typed attributes
+    /// Attribute @p key of @p e as text, a number (in @p base where given), a boolean or a
+    /// double. Every function does nothing (writers) or answers the neutral value (readers)
+    /// for an empty key.
+    /// @{
     static QString getAttribute(const QDomElement& e, const QString& key);
     static int getAttributeInt(const QDomElement& e, const QString& key);
     static unsigned int getAttributeUInt(const QDomElement& e, const QString& key, int base);
@@ -105,8 +111,12 @@ public:
     /// Written with 12 significant digits (a property keeps only 6; deliberate).
     static void setAttribute(QDomElement& e, const QString& key, double value);
     static void removeAttribute(QDomElement& e, const QString& key);
+    /// @}
 
-    // Typed properties: a property is the first direct child element named key, holding text.
+    /// @name Typed properties
+    /// A property is the first direct child element of @p e named @p key, holding text; as
+    /// text, a number (in @p base where given), a boolean, a double or a list of numbers.
+    /// @{
     static bool hasProperty(const QDomElement& e, const QString& key);
     static QString getProperty(const QDomElement& e, const QString& key);
     static int getPropertyInt(const QDomElement& e, const QString& key);
@@ -128,8 +138,11 @@ public:
     static void setProperty(QDomElement& e, const QString& key, double value);
     static void setProperty(QDomElement& e, const QString& key, const QList<int>& values, int base);
     static void setProperty(QDomElement& e, const QString& key, const QList<unsigned int>& values, int base);
+    /// @}
 
-    // Number text: the one place where the library formats and parses numbers for the wire.
+    /// @name Number text
+    /// The one place where the library formats and parses numbers for the wire.
+    /// @{
     /// Items joined by NUMLIST_SEP; empty for an empty list.
     static QString toString(const QList<int>& values, int base);
     static QString toString(const QList<unsigned int>& values, int base);
@@ -142,9 +155,10 @@ public:
     static QString numberText(unsigned int value, int base = 10);
     /// Parses an unsigned number in @p base; 0 and *ok false when it does not parse.
     static unsigned int toUInt(QStringView text, bool* ok, int base);
+    /// @}
 
 protected:
-    XMLOBJECT_TYPE type;
-    QDomDocument document;
-    QDomElement node;
+    XMLOBJECT_TYPE type;   ///< The kind of object, fixed at construction.
+    QDomDocument document; ///< The object's own document.
+    QDomElement node;      ///< The object's element in #document.
 };
