@@ -34,6 +34,7 @@ public:
     KXJOB* getKXJOBs(const QList<KXKEY_ELEMENT*>& keys) const;
     /// The books of one database; the caller frees them (data type 86).
     KXBOOK* getBooks(KXKEY_ELEMENT key) const;
+    /// The books of several databases, database after database; the keys stay the caller's.
     KXBOOK* getBooks(const QList<KXKEY_ELEMENT*>& keys) const;
 
     /// Sends the output databases to @p destination; nothing when there are none.

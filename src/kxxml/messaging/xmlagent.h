@@ -10,16 +10,20 @@ class XMLRouter;
 class KXXML_EXPORT XMLAgent
 {
 public:
+    /// An agent of kind @p agentType, without an id until a router adds it.
     explicit XMLAgent(int agentType);
     /// Does not unregister the agent: remove it from its router first.
     virtual ~XMLAgent();
 
+    /// The kind given at construction.
     int getAgentType() const;
+    /// The id the router gave the agent; 0 before it was added.
     int getAgentID() const;
     /// Called by the router only.
     void setAgentID(int id);
     /// Called by the router only.
     void setRouter(XMLRouter* router);
+    /// Whether the router tells this agent when other agents are removed.
     bool wantAgentRemovalNotifications() const;
 
     /// A new empty packet from this agent to @p destinationID; the caller owns it.

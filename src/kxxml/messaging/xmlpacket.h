@@ -32,21 +32,26 @@ public:
     XMLPacket();
     ~XMLPacket() override;
 
+    /// Writes the source agent id into the header.
     void setSourceAgentID(int id);
     /// The source agent id; 0 when absent or not a number.
     int getSourceAgentID() const;
+    /// Writes the destination agent id into the header.
     void setDestinationAgentID(int id);
+    /// The destination agent id; 0 when absent or not a number.
     int getDestinationAgentID() const;
 
-    /// Appends a deep copy of the object's element to the body and returns the copy; later
-    /// changes to the object do not reach the packet.
+    /// @name Appending objects
+    /// append() adds a deep copy of the object's element to the body and returns the copy;
+    /// later changes to the object do not reach the packet. appendV() moves the object's own
+    /// element into the body (no copy): later changes made through the object show in the
+    /// packet.
+    /// @{
     QDomElement append(XMLMessage& message);
     QDomElement append(XMLImage& image);
     QDomElement append(XMLPacketable& packetable);
     QDomElement append(XMLAction& action);
     QDomElement append(XMLUI& ui);
-    /// Moves the object's own element into the body (no copy): later changes made through
-    /// the object show in the packet.
     void appendV(XMLMessage& message);
     void appendV(XMLImage& image);
     void appendV(XMLPacketable& packetable);
@@ -58,8 +63,11 @@ public:
     QDomElement append(KXPacketable& packet, bool current);
     /// The same as append(KXPacketable&, bool), without result.
     void appendV(KXPacketable& packet, bool current);
+    /// @}
 
+    /// Whether the body has a direct child of kind @p t.
     bool hasNodesOfType(XMLObject::XMLOBJECT_TYPE t) const;
+    /// Appends the body's direct children of kind @p t to @p out; returns how many.
     int getNodesOfType(XMLObject::XMLOBJECT_TYPE t, std::list<QDomNode>& out) const;
     /// True when the body has no child nodes; the header is not looked at.
     bool isEmpty() const;
@@ -72,20 +80,23 @@ public:
     virtual XMLPacket& operator=(const XMLPacket& other);
     /// Packets are equal when the texts of their envelopes are equal.
     virtual bool operator==(const XMLPacket& other) const;
+    /// The negation of operator==().
     virtual bool operator!=(const XMLPacket& other) const;
     /// Copies @p other, or resets to an empty envelope when @p other is null.
     void init(const XMLPacket* other);
 
 protected:
+    /// Appends a deep copy of @p object's element to the body and returns it.
     QDomElement appendCopy(const XMLObject& object);
+    /// Moves @p object's own element into the body.
     void appendOwn(const XMLObject& object);
 
-    QDomDocument packetDocument;
-    QDomElement root;
-    QDomElement header;
-    QDomElement source;
-    QDomElement destination;
-    QDomElement body;
+    QDomDocument packetDocument; ///< The envelope's own document.
+    QDomElement root;            ///< The document element, "kxxml" in KX_NAMESPACE.
+    QDomElement header;          ///< "header", holding source and destination.
+    QDomElement source;          ///< "src", whose AGENT_ID is the source agent id.
+    QDomElement destination;     ///< "dst", whose AGENT_ID is the destination agent id.
+    QDomElement body;            ///< "body", holding the objects.
 
 private:
     void buildEmpty();

@@ -39,6 +39,7 @@ public:
     void add(XMLAgent* agent);
     /// Unregisters @p agent (not deleted) and tells the other interested agents.
     void remove(XMLAgent* agent);
+    /// Whether an agent is registered under @p agentID.
     bool contains(int agentID) const;
     /// Advances the id counter and returns the new value; that id is never given to an agent.
     int getNextAgentID();

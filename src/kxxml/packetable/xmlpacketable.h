@@ -133,7 +133,9 @@ public:
     /// The first character is not checked ("list" gives "ist", which is no number).
     static QString getDATATAGFromXMLTagName(const QString& name);
 
-    // Element builders: each appends a new element to @p parent; the plain forms return it.
+    /// @name Element builders
+    /// Each appends a new element to @p parent; the plain forms return it, the V forms do not.
+    /// @{
     /// A `list` whose `size` is @p size.
     static QDomElement createListElement(QDomElement& parent, const QString& size);
     static void createListElementV(QDomElement& parent, const QString& size);
@@ -158,6 +160,7 @@ public:
     /// Element @p name from "<size> <data>": `size` and one text node, both as they stand.
     static QDomElement createBinaryDataElement(QDomElement& parent, const QString& name, const QString& text);
     static void createBinaryDataElementV(QDomElement& parent, const QString& name, const QString& text);
+    /// @}
 
     // Node finders.
     /// The first descendant of @p e, in document order, named after data tag @p tag; null if none.

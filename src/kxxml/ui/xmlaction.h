@@ -31,7 +31,9 @@ public:
     /// Does not leave the group: the group learns of it through destroyed().
     ~XMLAction() override;
 
-    // In-memory only: never part of the element.
+    /// @name In-memory values
+    /// Two rectangles and the group: never part of the element.
+    /// @{
     /// Stores QRect(x, y, w, h).
     void setRect(int x, int y, int w, int h);
     QRect rect() const;
@@ -40,8 +42,11 @@ public:
     /// Set and cleared by XMLActionGroup itself; the group is not owned.
     void setActionGroup(XMLActionGroup* group);
     XMLActionGroup* actionGroup() const;
+    /// @}
 
-    // Attributes.
+    /// @name Attributes
+    /// The attributes "name", "type" and "originator" of the element.
+    /// @{
     void setName(const QString& name);
     /// Writes the attribute "name" of @p e, an action element in someone else's tree.
     static void setName(QDomElement& e, const QString& name);
@@ -51,8 +56,11 @@ public:
     void setOriginator(int originator);
     /// Non-const, unlike every other getter; the signature is kept as it is (deliberate).
     int getOriginator();
+    /// @}
 
-    // Properties.
+    /// @name Properties
+    /// A setter, a getter and a presence test per value, as described above.
+    /// @{
     void setSelected(bool selected);
     bool isSelected() const;
     bool hasSelected() const;
@@ -153,16 +161,18 @@ public:
     /// True when absent.
     bool getVisible() const;
     bool hasVisible() const;
+    /// @}
 
-    // Children and output.
     /// Appends a deep copy of @p packetable's element as the last child and returns it;
     /// @p packetable stays independent of the action.
     QDomElement append(XMLPacketable& packetable);
     /// Converts @p packet to a temporary XMLPacketable and appends a copy of its element.
     QDomElement append(KXPacketable& packet);
+    /// Whether the element has a direct child of kind @p t.
     bool hasNodesOfType(XMLOBJECT_TYPE t) const;
     /// Appends the direct children of kind @p t to @p out; returns how many.
     int getNodesOfType(XMLOBJECT_TYPE t, std::list<QDomNode>& out) const;
+    /// Removes the direct children of kind @p t.
     void removeNodesOfType(XMLOBJECT_TYPE t);
     /// Writes "-- title --", the element's text and a newline to standard output.
     void print(const QString& title) const;

@@ -14,9 +14,12 @@ class KXXML_EXPORT XMLUI : public XMLObject
 public:
     /// An empty "ui" element without a name.
     XMLUI();
+    /// A "ui" element named @p name.
     explicit XMLUI(const QString& name);
 
+    /// Writes the attribute "name".
     void setName(const QString& name);
+    /// The attribute "name"; empty when absent.
     QString getName() const;
 
     /// Appends a deep copy of @p action's element as the last child and returns it. The

@@ -6,12 +6,17 @@
 class KXXML_EXPORT XMLImage : public XMLObject
 {
 public:
+    /// An "img" element without attributes.
     XMLImage();
+    /// An "img" element named @p name.
     explicit XMLImage(const QString& name);
 
+    /// Writes the attribute "name".
     void setName(const QString& name);
+    /// The attribute "name"; empty when absent.
     QString getName() const;
     /// Stores the URL unchanged; it is neither parsed nor checked.
     void setURL(const QString& url);
+    /// The attribute "url"; empty when absent.
     QString getURL() const;
 };
