@@ -1,0 +1,450 @@
+// XMLRouter against a small reference model of its rules: seeded random sequences of add,
+// remove, send (also from inside receive), broker requests, getNextAgentID and event-loop
+// runs, compared step by step. A failure names its seed and the steps that led to it.
+#include <kxxml/messaging/xmlagent.h>
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/xml/xmlmessage.h>
+
+#include <QRandomGenerator>
+#include <QtTest>
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <vector>
+
+namespace {
+
+class Sequence;
+
+/// What the router did, as the agents saw it: a delivery or a removal notification.
+struct Event
+{
+    bool delivery;
+    int agent;  // the agent's id
+    int value;  // delivery: the packet's serial; notification: the id that is gone
+    bool operator==(const Event& o) const { return delivery == o.delivery && agent == o.agent && value == o.value; }
+    QString text() const { return QStringLiteral("%1 %2 %3").arg(QLatin1String(delivery ? "receive" : "removed")).arg(agent).arg(value); }
+};
+
+class Agent : public XMLAgent
+{
+public:
+    Agent(Sequence& s, int type, bool listens) : XMLAgent(type), sequence(s) { wantsRemovalNotifications = listens; }
+    void receive(XMLPacket* packet) override;
+    void agentRemoved(int agentID) override;
+    Sequence& sequence;
+};
+
+class Broker : public XMLAgentBroker
+{
+public:
+    explicit Broker(Sequence& s) : sequence(s) {}
+    int createAgentOfType(int type) override;
+    Sequence& sequence;
+};
+
+/// One packet as the model knows it: equal packets have equal source, destination and word.
+struct ModelPacket
+{
+    int serial;
+    int source;
+    int destination;
+    int word;
+};
+
+/// One random sequence: the router, the model of it, and the agents both know.
+class Sequence
+{
+public:
+    explicit Sequence(quint32 seed)
+        : random(seed), router(std::make_unique<XMLRouter>(nullptr, nullptr, "model"))
+    {
+    }
+
+    ~Sequence()
+    {
+        // Packets dropped with deleteLater report their end to this object: let them go first.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        failure = QStringLiteral("gone"); // nothing is compared any more
+        router.reset();
+    }
+
+    void step()
+    {
+        const int choice = int(random.bounded(100));
+        if (choice < 20)
+            addAgent(QStringLiteral("add"));
+        else if (choice < 32)
+            removeAgent(QStringLiteral("remove"));
+        else if (choice < 62)
+            send(QStringLiteral("send"), randomSource());
+        else if (choice < 70)
+            nextId(QStringLiteral("getNextAgentID"));
+        else if (choice < 78)
+            supply(QStringLiteral("supply"));
+        else if (choice < 82)
+            setBroker();
+        else
+            runLoop();
+        checkQueries();
+    }
+
+    /// Delivers what is left and checks that nothing more was expected.
+    void finish()
+    {
+        runLoop();
+        // The destructor announces the comm-server agent's removal to every listener.
+        for (const auto& [key, agent] : registry) {
+            if (agent->wantAgentRemovalNotifications())
+                expected.push_back({false, idOf.at(agent), -1});
+        }
+        trace << QStringLiteral("destroy the router");
+        router.reset();
+        checkNothingExpected(QStringLiteral("the router's destruction"));
+    }
+
+    // ---- what agents report ----
+    void received(Agent* agent, XMLPacket* packet)
+    {
+        const auto known = serials.find(packet);
+        const int serial = known == serials.end() ? -1 : known->second;
+        observe({true, agent->getAgentID(), serial});
+        if (known != serials.end()) {
+            const ModelPacket& sent = packets.at(serial);
+            check(packet->getSourceAgentID() == sent.source && packet->getDestinationAgentID() == sent.destination,
+                  QStringLiteral("packet %1 arrived with other ids").arg(serial));
+        }
+        delete packet; // the agent owns it now
+        // Agents act from inside receive: send, add, remove (themselves too), ask the broker.
+        for (int n = int(random.bounded(3)); n > 0 && failure.isEmpty(); --n) {
+            const int choice = int(random.bounded(10));
+            if (choice < 5)
+                send(QStringLiteral("send from receive"), random.bounded(4) ? agent->getAgentID() : randomSource());
+            else if (choice < 7)
+                addAgent(QStringLiteral("add from receive"));
+            else if (choice < 8)
+                removeAgent(QStringLiteral("remove from receive"));
+            else if (choice < 9)
+                supply(QStringLiteral("supply from receive"));
+            else
+                nextId(QStringLiteral("getNextAgentID from receive"));
+        }
+    }
+
+    void notified(Agent* agent, int gone)
+    {
+        observe({false, agent->getAgentID(), gone});
+        // An undeliverable packet is deleted before it is announced.
+        for (const int serial : undeliverable)
+            check(destroyed.count(serial) > 0, QStringLiteral("packet %1 announced before it was deleted").arg(serial));
+    }
+
+    int brokerCreates(int type)
+    {
+        Agent* agent = newAgent(type);
+        router->add(agent);
+        registerInModel(agent);
+        return agent->getAgentID();
+    }
+
+    QString failure;
+    QStringList trace;
+
+private:
+    // ---- operations, applied to the router and the model alike ----
+    Agent* newAgent(int type)
+    {
+        agents.push_back(std::make_unique<Agent>(*this, type, random.bounded(4) != 0));
+        return agents.back().get();
+    }
+
+    void registerInModel(Agent* agent)
+    {
+        ++lastId;
+        check(agent->getAgentID() == lastId, QStringLiteral("add gave id %1, expected %2").arg(agent->getAgentID()).arg(lastId));
+        registry[lastId] = agent;
+        idOf[agent] = lastId;
+    }
+
+    void addAgent(const QString& what)
+    {
+        // A new agent, or a known one again: a removed one comes back, a registered one gets a
+        // second id and keeps its first entry.
+        Agent* agent = nullptr;
+        if (!agents.empty() && random.bounded(3) == 0)
+            agent = agents.at(random.bounded(quint32(agents.size()))).get();
+        else
+            agent = newAgent(1 + int(random.bounded(3)));
+        router->add(agent);
+        registerInModel(agent);
+        trace << QStringLiteral("%1 -> id %2 (type %3%4)").arg(what).arg(agent->getAgentID()).arg(agent->getAgentType())
+                     .arg(QLatin1String(agent->wantAgentRemovalNotifications() ? ", listens" : ""));
+    }
+
+    void removeAgent(const QString& what)
+    {
+        if (registry.empty())
+            return;
+        const auto it = std::next(registry.begin(), qsizetype(random.bounded(quint32(registry.size()))));
+        // The router unregisters the agent's current id, which an older entry does not carry.
+        Agent* agent = it->second;
+        const int id = idOf.at(agent);
+        registry.erase(id);
+        trace << QStringLiteral("%1 id %2").arg(what).arg(id);
+        expectNotifications(id);
+        router->remove(agent);
+        checkNothingExpected(what);
+    }
+
+    void send(const QString& what, int source)
+    {
+        const int destination = randomDestination();
+        const int word = int(random.bounded(2));
+        auto* packet = new XMLPacket;
+        packet->setSourceAgentID(source);
+        packet->setDestinationAgentID(destination);
+        XMLMessage message(QString::number(word));
+        packet->appendV(message);
+        const int serial = int(packets.size());
+        packets.push_back({serial, source, destination, word});
+        serials[packet] = serial;
+        QObject::connect(packet, &QObject::destroyed, [this, packet, serial] {
+            destroyed.insert(serial);
+            serials.erase(packet);
+        });
+
+        QString fate;
+        if (source != -1 && registry.count(source) == 0) {
+            dropped.insert(serial);
+            fate = QStringLiteral("dropped: unregistered source");
+        } else if (!queue.empty() && sameContent(packets.at(queue.back()), packets.at(serial))) {
+            dropped.insert(serial);
+            fate = QStringLiteral("dropped: repeats packet %1").arg(queue.back());
+        } else {
+            queue.push_back(serial);
+            fate = QStringLiteral("queued");
+        }
+        trace << QStringLiteral("%1 packet %2: %3 -> %4 word %5, %6").arg(what).arg(serial).arg(source).arg(destination)
+                     .arg(word).arg(fate);
+        router->send(packet);
+        check(destroyed.count(serial) == 0, QStringLiteral("packet %1 deleted at once by send").arg(serial));
+    }
+
+    void nextId(const QString& what)
+    {
+        const int id = router->getNextAgentID();
+        ++lastId;
+        check(id == lastId, QStringLiteral("%1 gave %2, expected %3").arg(what).arg(id).arg(lastId));
+        trace << QStringLiteral("%1 -> %2").arg(what).arg(id);
+    }
+
+    void supply(const QString& what)
+    {
+        const int type = 1 + int(random.bounded(4));
+        int expectedId = 0;
+        for (const auto& [key, agent] : registry) {
+            if (agent->getAgentType() == type) {
+                expectedId = idOf.at(agent);
+                break;
+            }
+        }
+        const bool creates = expectedId == 0 && hasBroker;
+        const int id = router->supplyAgentOfType(type);
+        if (creates)
+            expectedId = lastId; // the broker registered it in the model as it was added
+        trace << QStringLiteral("%1 type %2 -> %3%4").arg(what).arg(type).arg(id).arg(QLatin1String(creates ? " (created)" : ""));
+        check(id == expectedId, QStringLiteral("%1 type %2 gave %3, expected %4").arg(what).arg(type).arg(id).arg(expectedId));
+    }
+
+    void setBroker()
+    {
+        hasBroker = random.bounded(3) != 0;
+        router->setAgentBroker(hasBroker ? new Broker(*this) : nullptr);
+        trace << (hasBroker ? QStringLiteral("set a broker") : QStringLiteral("set no broker"));
+    }
+
+    void runLoop()
+    {
+        trace << QStringLiteral("run the event loop (%1 queued)").arg(queue.size());
+        running = true;
+        QCoreApplication::processEvents();
+        running = false;
+        advance();
+        checkNothingExpected(QStringLiteral("the run"));
+        check(queue.empty(), QStringLiteral("the run left %1 packets undelivered").arg(queue.size()));
+        for (const int serial : undeliverable)
+            check(destroyed.count(serial) > 0, QStringLiteral("undeliverable packet %1 was not deleted").arg(serial));
+        undeliverable.clear();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        for (const int serial : dropped)
+            check(destroyed.count(serial) > 0, QStringLiteral("dropped packet %1 was never deleted").arg(serial));
+        dropped.clear();
+    }
+
+    // ---- the model's delivery loop, advanced as the router reports ----
+    void advance()
+    {
+        while (expected.empty() && !queue.empty()) {
+            const ModelPacket p = packets.at(queue.front());
+            queue.pop_front();
+            const auto it = registry.find(p.destination);
+            if (it != registry.end()) {
+                expected.push_back({true, idOf.at(it->second), p.serial});
+            } else if (p.destination == -1) {
+                check(false, QStringLiteral("the model never sends to the comm-server agent"));
+            } else {
+                undeliverable.insert(p.serial);
+                expectNotifications(p.destination);
+            }
+        }
+    }
+
+    void expectNotifications(int gone)
+    {
+        for (const auto& [key, agent] : registry) {
+            if (agent->wantAgentRemovalNotifications() && idOf.at(agent) != gone)
+                expected.push_back({false, idOf.at(agent), gone});
+        }
+    }
+
+    void observe(const Event& event)
+    {
+        if (!failure.isEmpty())
+            return;
+        if (running)
+            advance();
+        if (expected.empty()) {
+            check(false, QStringLiteral("unexpected: ") + event.text());
+            return;
+        }
+        const Event want = expected.front();
+        expected.pop_front();
+        trace << QStringLiteral("  ") + event.text();
+        check(want == event, QStringLiteral("expected %1, got %2").arg(want.text(), event.text()));
+    }
+
+    void checkNothingExpected(const QString& after)
+    {
+        if (!expected.empty())
+            check(false, QStringLiteral("after %1, still expected: %2").arg(after, expected.front().text()));
+    }
+
+    void checkQueries()
+    {
+        for (int id = -2; id <= lastId + 1; ++id) {
+            const bool known = registry.count(id) > 0 || id == -1;
+            check(router->contains(id) == known, QStringLiteral("contains(%1) is wrong").arg(id));
+            // By the agents' own ids, not by the registry's keys.
+            int type = id == -1 ? 0 : 5;
+            for (const auto& [key, agent] : registry) {
+                if (idOf.at(agent) == id) {
+                    type = agent->getAgentType();
+                    break;
+                }
+            }
+            check(router->getAgentType(id) == type, QStringLiteral("getAgentType(%1) is wrong").arg(id));
+        }
+        for (int type = 0; type <= 4; ++type) {
+            std::list<int> ids;
+            if (type == 0)
+                ids.push_back(-1);
+            for (const auto& [key, agent] : registry) {
+                if (agent->getAgentType() == type)
+                    ids.push_back(idOf.at(agent));
+            }
+            check(router->findAgentsOfType(type) == ids, QStringLiteral("findAgentsOfType(%1) is wrong").arg(type));
+            check(router->findAgentOfType(type) == (ids.empty() ? 0 : ids.front()),
+                  QStringLiteral("findAgentOfType(%1) is wrong").arg(type));
+        }
+    }
+
+    static bool sameContent(const ModelPacket& a, const ModelPacket& b)
+    {
+        return a.source == b.source && a.destination == b.destination && a.word == b.word;
+    }
+
+    int randomSource()
+    {
+        const int pick = int(random.bounded(10));
+        if (pick == 0)
+            return -1; // the comm-server agent may send
+        if (pick == 1 || registry.empty())
+            return int(random.bounded(quint32(lastId + 3))); // often unregistered
+        return std::next(registry.begin(), qsizetype(random.bounded(quint32(registry.size()))))->first;
+    }
+
+    int randomDestination()
+    {
+        if (random.bounded(5) == 0 || registry.empty())
+            return int(random.bounded(quint32(lastId + 3))); // 0, removed or never given ids too
+        return std::next(registry.begin(), qsizetype(random.bounded(quint32(registry.size()))))->first;
+    }
+
+    void check(bool holds, const QString& what)
+    {
+        if (!holds && failure.isEmpty())
+            failure = what;
+    }
+
+    QRandomGenerator random;
+    // Model state.
+    int lastId = 0;
+    std::map<int, Agent*> registry; // by key, without the comm-server agent
+    std::deque<int> queue;          // serials
+    bool hasBroker = false;
+    // Bookkeeping.
+    std::vector<ModelPacket> packets;
+    std::map<XMLPacket*, int> serials;
+    std::set<int> destroyed, dropped, undeliverable;
+    std::map<Agent*, int> idOf;     // each agent's current id
+    std::deque<Event> expected;
+    bool running = false;
+    std::vector<std::unique_ptr<Agent>> agents; // declared before the router: outlive it
+    std::unique_ptr<XMLRouter> router;
+
+    friend class Agent;
+};
+
+void Agent::receive(XMLPacket* packet) { sequence.received(this, packet); }
+void Agent::agentRemoved(int gone) { sequence.notified(this, gone); }
+int Broker::createAgentOfType(int type) { return sequence.brokerCreates(type); }
+
+} // namespace
+
+class TestRouterModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void randomSequences();
+};
+
+void TestRouterModel::randomSequences()
+{
+    constexpr int kSequences = 2000;
+    constexpr int kSteps = 60;
+    int events = 0;
+    for (quint32 seed = 1; seed <= kSequences; ++seed) {
+        QString failure;
+        QStringList trace;
+        {
+            Sequence sequence(seed);
+            for (int step = 0; step < kSteps && sequence.failure.isEmpty(); ++step)
+                sequence.step();
+            if (sequence.failure.isEmpty())
+                sequence.finish();
+            failure = sequence.failure;
+            trace = sequence.trace;
+        }
+        events += int(trace.size());
+        if (!failure.isEmpty())
+            QFAIL(qPrintable(QStringLiteral("seed %1: %2\nsteps:\n%3").arg(seed).arg(failure, trace.mid(std::max<qsizetype>(0, trace.size() - 40)).join(QLatin1Char('\n')))));
+    }
+    qInfo("%d sequences of %d steps, %d operations and events checked", kSequences, kSteps, events);
+}
+
+QTEST_GUILESS_MAIN(TestRouterModel)
+#include "tst_routermodel.moc"
