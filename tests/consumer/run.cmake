@@ -34,3 +34,13 @@ run("${cxx}" -std=c++17 ${consumer_flags} "${SOURCE_DIR}/main.cpp" -o "${WORK_DI
 run(pkg-config --variable=libdir kxxml)
 string(STRIP "${run_output}" libdir)
 run(${CMAKE_COMMAND} -E env "LD_LIBRARY_PATH=${libdir}" "${WORK_DIR}/consumer-pc")
+
+# Both installed libraries carry the versioned SONAME lib<name>.so.<major version>.
+run(pkg-config --modversion kxxml)
+string(REGEX MATCH "^[0-9]+" major "${run_output}")
+foreach(lib kxxml kxhost)
+    run(objdump -p "${libdir}/lib${lib}.so")
+    if(NOT run_output MATCHES "SONAME +lib${lib}\\.so\\.${major}\n")
+        message(FATAL_ERROR "lib${lib}.so has no SONAME lib${lib}.so.${major}")
+    endif()
+endforeach()
