@@ -1,19 +1,16 @@
 // The server connection over a dataset: every query with and without failures, query counts,
 // colour profiles loaded by host and port, and the archive tree with findNode.
 
-#include <kxhost/kxhost.h>
+#include "hosttesthelpers.h"
 
-#include <QByteArray>
-#include <QMap>
 #include <QFile>
-#include <QStringList>
+#include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <algorithm>
-#include <cstring>
-#include <memory>
-#include <string>
+
+using namespace hosttest;
 
 namespace {
 
@@ -54,29 +51,10 @@ const char dataset[] = R"({
   ]
 })";
 
-std::unique_ptr<KXCommServer> openDataset(const std::string& json = dataset)
+QByteArray withConnection(const char* host, int port, const char* profileData)
 {
-    std::string error;
-    std::unique_ptr<KXCommServer> server = KXCommServer::openData(json, "test.json", &error);
-    if (!server)
-        qWarning("%s", error.c_str());
-    return server;
-}
-
-std::string withConnection(const char* host, int port, const char* profileData)
-{
-    return std::string(R"({"format": "kxhost-dataset/1", "connection": {"host": ")") + host
-           + R"(", "port": )" + std::to_string(port) + R"(}, "profiles": [{"name": "Coated", "data": ")"
-           + profileData + R"("}]})";
-}
-
-template<typename T>
-QStringList names(const T* head)
-{
-    QStringList result;
-    for (; head; head = head->next)
-        result << QString::fromUtf8(head->name);
-    return result;
+    return R"({"format": "kxhost-dataset/1", "connection": {"host": ")" + QByteArray(host) + R"(", "port": )"
+           + QByteArray::number(port) + R"(}, "profiles": [{"name": "Coated", "data": ")" + profileData + R"("}]})";
 }
 
 QByteArray profileData(const ICCPROFILEDATA_CC& profile)
@@ -99,6 +77,17 @@ QByteArray nameOf(const ArchiveNode* node)
     return packet && packet->name ? QByteArray(packet->name) : QByteArray("(unnamed)");
 }
 
+// Takes the first record off @p list and gives it to a packet of class P: the packet's text form.
+template<typename P, typename T>
+QByteArray packFirst(T*& list)
+{
+    T* first = list;
+    RemoveItemFromList(list, first);
+    P packet;
+    packet.setData(reinterpret_cast<unsigned char*>(first));
+    return textOf(packet);
+}
+
 } // namespace
 
 class TestKxHostCommServer : public QObject
@@ -108,14 +97,10 @@ class TestKxHostCommServer : public QObject
 private Q_SLOTS:
     void connectionWithoutData();
     void openFile();
-    void databaseLists();
-    void failingQueries_data();
-    void failingQueries();
+    void queries_data();
+    void queries();
+    void recordsCarryTheDataset();
     void idsFromKeys();
-    void jobQueues();
-    void jobRecordsAreComplete();
-    void books();
-    void queryCounts();
     void profileLoadByHostAndPort();
     void archiveTree();
     void findNode_data();
@@ -141,6 +126,10 @@ void TestKxHostCommServer::connectionWithoutData()
     QVERIFY(!server.archive()->getPacket());
     QCOMPARE(server.archive()->getChildCount(), std::size_t(0));
     QCOMPARE(server.totalQueryCount(), 6);
+    QCOMPARE(server.queryCount("noSuchOperation"), 0);
+    server.resetQueryCounts();
+    QCOMPARE(server.queryCount("getDBList"), 0);
+    QCOMPARE(server.totalQueryCount(), 0);
 }
 
 void TestKxHostCommServer::openFile()
@@ -166,223 +155,148 @@ void TestKxHostCommServer::openFile()
     QVERIFY(!KXCommServer::open(missing, nullptr));
 }
 
-void TestKxHostCommServer::databaseLists()
+void TestKxHostCommServer::queries_data()
 {
-    std::unique_ptr<KXCommServer> server = openDataset();
+    QTest::addColumn<QByteArray>("failing");  // the dataset's failingQueries, comma-separated
+    QTest::addColumn<QByteArray>("query");    // getDBList, getJobqueue or getBooks
+    QTest::addColumn<int>("argument");        // data type, database id, or key (hkey 1)
+    QTest::addColumn<int>("queue");
+    QTest::addColumn<int>("sort");
+    QTest::addColumn<int>("order");
+    QTest::addColumn<QByteArray>("expected"); // names of the records returned
+    QTest::addColumn<bool>("error");
+
+    const auto row = [](const char* name, const char* failing, const char* query, int argument,
+                        const char* expected, bool error = false, int order = SORTORDER_ASCENDING,
+                        int queue = KXQUEUE_ACTIVE, int sort = SORTTYPE_ARRIVAL) {
+        QTest::newRow(name) << QByteArray(failing) << QByteArray(query) << argument << queue << sort << order
+                            << QByteArray(expected) << error;
+    };
+    const int descending = SORTORDER_DESCENDING;
+    row("output databases", "", "getDBList", PDT_OUTPUTDB, "North,South");
+    row("output databases failing", "outputs", "getDBList", PDT_OUTPUTDB, "", true);
+    row("output databases, books failing", "books", "getDBList", PDT_OUTPUTDB, "North,South");
+    row("output databases, both failing", "books,outputs", "getDBList", PDT_OUTPUTDB, "", true);
+    row("book databases", "", "getDBList", PDT_BOOKDB, "Library");
+    row("book databases failing", "books", "getDBList", PDT_BOOKDB, "", true);
+    row("book databases, outputs failing", "outputs", "getDBList", PDT_BOOKDB, "Library");
+    row("book databases, both failing", "outputs,books", "getDBList", PDT_BOOKDB, "", true);
+    row("no kind of database", "", "getDBList", PDT_JOB, "", true);
+    row("jobs", "", "getJobqueue", 1, "Front,Flyer");
+    row("jobs, descending", "", "getJobqueue", 1, "Flyer,Front", false, descending);
+    row("jobs of another queue", "", "getJobqueue", 1, "Proof", false, SORTORDER_ASCENDING, 5);
+    row("jobs while database lists fail", "outputs,books", "getJobqueue", 1, "Front,Flyer");
+    row("database without jobs", "", "getJobqueue", 2, "");
+    row("jobs of a book database", "", "getJobqueue", 3, "");
+    row("jobs of no database", "", "getJobqueue", 0, "");
+    row("jobs, other sort type", "", "getJobqueue", 1, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
+    row("books", "", "getBooks", 0xb, "Atlas,Almanac");
+    row("books, descending", "", "getBooks", 0xb, "Almanac,Atlas", false, descending);
+    row("books while database lists fail", "outputs,books", "getBooks", 0xb, "Atlas,Almanac");
+    row("books of an output database", "", "getBooks", 0xa, "");
+    row("books of no database", "", "getBooks", 0xc, "");
+    row("books, other sort type", "", "getBooks", 0xb, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
+}
+
+void TestKxHostCommServer::queries()
+{
+    QFETCH(QByteArray, failing);
+    QFETCH(QByteArray, query);
+    QFETCH(int, argument);
+    QFETCH(int, queue);
+    QFETCH(int, sort);
+    QFETCH(int, order);
+    QFETCH(QByteArray, expected);
+    QFETCH(bool, error);
+    QByteArray json = dataset;
+    const QByteArray list = failing.isEmpty() ? QByteArray("[]") : "[\"" + failing.replace(',', "\", \"") + "\"]";
+    json.insert(json.indexOf("\"outputs\""), QByteArray("\"failingQueries\": " + list + ", "));
+    std::unique_ptr<KXCommServer> server = openJson(json);
     QVERIFY(server);
+
     KXLPCOMMANDS command;
     BM_MESSAGE_ID message = 0;
-
-    KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
-    QVERIFY(!server->iserror(command));
-    QCOMPARE(command.command, int(KXCMD_GETDBLIST));
+    QByteArray actual;
+    int code = KXCMD_GETBOOKS;
+    if (query == "getDBList") {
+        KXDBENTRY* entries = server->getDBList(command, message, static_cast<PACKETDATATYPES>(argument));
+        actual = names(entries);
+        KXPacketFreeList(entries, PDT_DBENTRY);
+        code = KXCMD_GETDBLIST;
+    } else if (query == "getJobqueue") {
+        KXJOB* jobs = server->getJobqueue(command, message, static_cast<KXQUEUE>(queue), static_cast<SORTTYPE>(sort),
+                                          static_cast<SORTORDER>(order), argument);
+        actual = names(jobs);
+        KXPacketFreeList(jobs, PDT_JOB);
+        code = KXCMD_GETJOBQUEUE;
+    } else {
+        KXBOOK* books = server->getBooks(command, message, static_cast<SORTTYPE>(sort), static_cast<SORTORDER>(order),
+                                         KXKEY_ELEMENT{static_cast<unsigned int>(argument), 1});
+        actual = names(books);
+        KXPacketFreeList(books, PDT_BOOK);
+    }
+    QCOMPARE(actual, expected);
+    QCOMPARE(server->iserror(command), error);
+    QCOMPARE(command.command, code);
     QCOMPARE(command.messageId, message);
     QVERIFY(message != 0);
-    QCOMPARE(names(outputs), QStringList({QStringLiteral("North"), QStringLiteral("South")}));
-    QCOMPARE(outputs->key.key, 0xau);
-    QCOMPARE(outputs->key.hkey, 1u);
-    QCOMPARE(outputs->id, 1);
-    QCOMPARE(outputs->kind, int(KXDBKIND_OUTPUT));
+    // Counted by operation: the query and iserror.
+    QCOMPARE(server->queryCount(query.toStdString()), 1);
+    QCOMPARE(server->queryCount("iserror"), 1);
+    QCOMPARE(server->totalQueryCount(), 2);
+}
 
+void TestKxHostCommServer::recordsCarryTheDataset()
+{
+    std::unique_ptr<KXCommServer> server = openJson(dataset);
+    KXLPCOMMANDS command;
+    BM_MESSAGE_ID message = 0;
     // Every call hands out a fresh copy.
+    KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
     const BM_MESSAGE_ID first = message;
     KXDBENTRY* again = server->getDBList(command, message, PDT_OUTPUTDB);
-    QVERIFY(again != outputs);
-    QVERIFY(again->name != outputs->name);
     QVERIFY(message > first);
+    QVERIFY(again != outputs && again->name != outputs->name);
     KXPacketFreeList(outputs, PDT_DBENTRY);
-    QCOMPARE(names(again), QStringList({QStringLiteral("North"), QStringLiteral("South")}));
+    QCOMPARE(names(again), QByteArray("North,South"));
+    QCOMPARE(again->key.key, 0xau);
+    QCOMPARE(again->key.hkey, 1u);
+    QCOMPARE(again->id, 1);
+    QCOMPARE(again->kind, int(KXDBKIND_OUTPUT));
     KXPacketFreeList(again, PDT_DBENTRY);
-
     KXDBENTRY* books = server->getDBList(command, message, PDT_BOOKDB);
-    QVERIFY(!server->iserror(command));
-    QCOMPARE(names(books), QStringList({QStringLiteral("Library")}));
     QCOMPARE(books->kind, int(KXDBKIND_BOOK));
     QCOMPARE(books->id, 3);
     KXPacketFreeList(books, PDT_DBENTRY);
 
-    // A data type that is no kind of database is a failed query.
-    QVERIFY(!server->getDBList(command, message, PDT_JOB));
-    QVERIFY(server->iserror(command));
-}
-
-void TestKxHostCommServer::failingQueries_data()
-{
-    QTest::addColumn<QByteArray>("failing");
-    QTest::addColumn<bool>("outputsFail");
-    QTest::addColumn<bool>("booksFail");
-    QTest::newRow("none") << QByteArray("[]") << false << false;
-    QTest::newRow("outputs") << QByteArray(R"(["outputs"])") << true << false;
-    QTest::newRow("books") << QByteArray(R"(["books"])") << false << true;
-    QTest::newRow("both") << QByteArray(R"(["books", "outputs"])") << true << true;
-}
-
-void TestKxHostCommServer::failingQueries()
-{
-    QFETCH(QByteArray, failing);
-    QFETCH(bool, outputsFail);
-    QFETCH(bool, booksFail);
-    std::string json = dataset;
-    json.insert(json.find("\"outputs\""), "\"failingQueries\": " + failing.toStdString() + ",\n  ");
-    std::unique_ptr<KXCommServer> server = openDataset(json);
-    QVERIFY(server);
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-
-    KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
-    QCOMPARE(server->iserror(command), outputsFail);
-    QCOMPARE(outputs == nullptr, outputsFail);
-    KXPacketFreeList(outputs, PDT_DBENTRY);
-
-    KXDBENTRY* books = server->getDBList(command, message, PDT_BOOKDB);
-    QCOMPARE(server->iserror(command), booksFail);
-    QCOMPARE(books == nullptr, booksFail);
-    KXPacketFreeList(books, PDT_DBENTRY);
-
-    // The job and book queries themselves do not fail.
     KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
-    QVERIFY(jobs);
-    QVERIFY(!server->iserror(command));
-    KXPacketFreeList(jobs, PDT_JOB);
+    QVERIFY(jobs && jobs->next);
+    QCOMPARE(jobs->key.key, 0x100u);
+    QCOMPARE(jobs->key.hkey, 1u);
+    QCOMPARE(jobs->queue, int(KXQUEUE_ACTIVE));
+    QCOMPARE(packFirst<KXJOB_CC>(jobs),
+             QByteArray("SI 15\n01 Front\n02 Morning Post\n03 7\n04 3\n05 A 1\n06 3 1 2 255\n0A 2 first proof\rsecond\n"
+                        "12 Coated\nSL 1\nSI 5\n01 News\n02 1\n03 8\nTI 0\nTL 0\nSL 1\nSI 5\n01 v1\n02 2\n03 6\nTI 0\nTL 0\nTI 0\n"));
+    QCOMPARE(packFirst<KXJOB_CC>(jobs), QByteArray("SI 15\n01 Flyer\n04 -1\n05 A 1\nTI 0\n"));
+    QVERIFY(!jobs);
+
     KXBOOK* bookList = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 1});
-    QVERIFY(bookList);
-    QVERIFY(!server->iserror(command));
-    KXPacketFreeList(bookList, PDT_BOOK);
+    QCOMPARE(packFirst<BOOK_CC>(bookList), QByteArray("SI 56\n01 Atlas\n02 3 1 2 3\n03 B 1\n04 Coated\nTI 0\n"));
+    QCOMPARE(packFirst<BOOK_CC>(bookList), QByteArray("SI 56\n01 Almanac\n03 B 1\nTI 0\n"));
+    QVERIFY(!bookList);
 }
 
 void TestKxHostCommServer::idsFromKeys()
 {
-    std::unique_ptr<KXCommServer> server = openDataset();
+    std::unique_ptr<KXCommServer> server = openJson(dataset);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0xa, 1}), 1);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0xa, 2}), 2);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0xb, 1}), 3);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0xa, 3}), 0);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0x100, 1}), 0); // a job's key is no database
     QCOMPARE(server->getidfromkxkey(KXKEY_CC::getNullKey()), 0);
-}
-
-void TestKxHostCommServer::jobQueues()
-{
-    std::unique_ptr<KXCommServer> server = openDataset();
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-
-    KXJOB* active = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
-    QCOMPARE(command.command, int(KXCMD_GETJOBQUEUE));
-    QCOMPARE(names(active), QStringList({QStringLiteral("Front"), QStringLiteral("Flyer")}));
-    KXPacketFreeList(active, PDT_JOB);
-
-    KXJOB* descending = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_DESCENDING, 1);
-    QCOMPARE(names(descending), QStringList({QStringLiteral("Flyer"), QStringLiteral("Front")}));
-    KXPacketFreeList(descending, PDT_JOB);
-
-    KXJOB* other = server->getJobqueue(command, message, static_cast<KXQUEUE>(5), SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
-    QCOMPARE(names(other), QStringList({QStringLiteral("Proof")}));
-    KXPacketFreeList(other, PDT_JOB);
-
-    QVERIFY(!server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 2)); // no jobs
-    QVERIFY(!server->iserror(command));
-    QVERIFY(!server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 3)); // books
-    QVERIFY(!server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 0));
-    QVERIFY(!server->getJobqueue(command, message, KXQUEUE_ACTIVE, static_cast<SORTTYPE>(1), SORTORDER_ASCENDING, 1));
-    QVERIFY(server->iserror(command));
-}
-
-void TestKxHostCommServer::jobRecordsAreComplete()
-{
-    std::unique_ptr<KXCommServer> server = openDataset();
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-    KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
-    QVERIFY(jobs && jobs->next);
-    const KXJOB* front = jobs;
-    QCOMPARE(QByteArray(front->publicationName), QByteArray("Morning Post"));
-    QCOMPARE(front->publicationNumber, 7u);
-    QCOMPARE(KXJOB_CC::pageNumber(front), 3);
-    QCOMPARE(front->key.key, 0x100u);
-    QCOMPARE(front->dbKey.key, 0xau);
-    QCOMPARE(front->dbKey.hkey, 1u);
-    QCOMPARE(front->queue, int(KXQUEUE_ACTIVE));
-    QCOMPARE(front->colourCount, 3u);
-    QCOMPARE(int(front->colours[2]), 255);
-    QCOMPARE(front->commentCount, 2u);
-    QCOMPARE(QByteArray(front->comments[1]), QByteArray("second"));
-    QCOMPARE(QByteArray(front->sections->title), QByteArray("News"));
-    QCOMPARE(front->sections->pageCount, 8);
-    QCOMPARE(front->history->firstPage, 2);
-    QCOMPARE(QByteArray(front->profileName), QByteArray("Coated"));
-
-    const KXJOB* flyer = jobs->next;
-    QVERIFY(!flyer->publicationName);
-    QCOMPARE(flyer->pageNumber, -1);
-    QVERIFY(!flyer->colours && !flyer->comments && !flyer->sections && !flyer->history && !flyer->profileName);
-
-    // Packed the way a reply builder packs it.
-    KXJOB_CC packet;
-    KXJOB* job = jobs;
-    RemoveItemFromList(jobs, job);
-    packet.setName(job->name);
-    KXJOB_CC::trimLists(job);
-    packet.setData(reinterpret_cast<unsigned char*>(job));
-    unsigned int length = 0;
-    char* text = packet.toPacket(length);
-    QCOMPARE(QByteArray(text, int(length)),
-             QByteArray("SI 15\n01 Front\n02 Morning Post\n03 7\n04 3\n05 A 1\n06 3 1 2 255\n"
-                        "0A 2 first proof\rsecond\n12 Coated\nSL 1\nSI 5\n01 News\n02 1\n03 8\nTI 0\nTL 0\nTI 0\n"));
-    KX_free(text);
-    KXPacketFreeList(jobs, PDT_JOB);
-}
-
-void TestKxHostCommServer::books()
-{
-    std::unique_ptr<KXCommServer> server = openDataset();
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-    KXBOOK* books = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 1});
-    QCOMPARE(command.command, int(KXCMD_GETBOOKS));
-    QCOMPARE(names(books), QStringList({QStringLiteral("Atlas"), QStringLiteral("Almanac")}));
-    QCOMPARE(books->pageCount, 3u);
-    QCOMPARE(books->pages[2], 3u);
-    QCOMPARE(books->dbKey.key, 0xbu);
-    QCOMPARE(QByteArray(books->profileName), QByteArray("Coated"));
-    QVERIFY(!books->next->pages && !books->next->profileName);
-    KXPacketFreeList(books, PDT_BOOK);
-
-    books = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_DESCENDING, KXKEY_ELEMENT{0xb, 1});
-    QCOMPARE(names(books), QStringList({QStringLiteral("Almanac"), QStringLiteral("Atlas")}));
-    KXPacketFreeList(books, PDT_BOOK);
-
-    QVERIFY(!server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xa, 1})); // outputs
-    QVERIFY(!server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 2}));
-}
-
-void TestKxHostCommServer::queryCounts()
-{
-    std::unique_ptr<KXCommServer> server = openDataset();
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-    QCOMPARE(server->totalQueryCount(), 0);
-    KXDBENTRY* list = server->getDBList(command, message, PDT_OUTPUTDB);
-    server->iserror(command);
-    for (KXDBENTRY* entry = list; entry; entry = entry->next) {
-        KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL,
-                                          SORTORDER_ASCENDING, server->getidfromkxkey(entry->key));
-        KXPacketFreeList(jobs, PDT_JOB);
-    }
-    KXPacketFreeList(list, PDT_DBENTRY);
-    KXBOOK* books = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 1});
-    KXPacketFreeList(books, PDT_BOOK);
-
-    QCOMPARE(server->queryCount("getDBList"), 1);
-    QCOMPARE(server->queryCount("iserror"), 1);
-    QCOMPARE(server->queryCount("getidfromkxkey"), 2);
-    QCOMPARE(server->queryCount("getJobqueue"), 2);
-    QCOMPARE(server->queryCount("getBooks"), 1);
-    QCOMPARE(server->queryCount("noSuchOperation"), 0);
-    QCOMPARE(server->totalQueryCount(), 7);
-    server->resetQueryCounts();
-    QCOMPARE(server->queryCount("getJobqueue"), 0);
-    QCOMPARE(server->totalQueryCount(), 0);
+    QCOMPARE(server->queryCount("getidfromkxkey"), 6);
+    QCOMPARE(server->totalQueryCount(), 6);
 }
 
 void TestKxHostCommServer::profileLoadByHostAndPort()
@@ -394,9 +308,8 @@ void TestKxHostCommServer::profileLoadByHostAndPort()
     profile.load(host, 7010); // nothing open yet
     QVERIFY(!profile.hasElement(0x2));
     {
-        std::unique_ptr<KXCommServer> server = openDataset();
+        std::unique_ptr<KXCommServer> server = openJson(dataset);
         profile.load(host, 7011);
-        QVERIFY(!profile.hasElement(0x2));
         profile.load(other, 7010);
         QVERIFY(!profile.hasElement(0x2));
         profile.load(host, 7010);
@@ -406,7 +319,6 @@ void TestKxHostCommServer::profileLoadByHostAndPort()
         unknown.setName("Glossy");
         unknown.load(host, 7010);
         QVERIFY(!unknown.hasElement(0x2));
-
         ICCPROFILEDATA_CC empty;
         empty.setName("Empty");
         empty.load(host, 7010);
@@ -417,16 +329,12 @@ void TestKxHostCommServer::profileLoadByHostAndPort()
 
         // Without a name the packet's element 1 names the profile; the text shows the data.
         ICCPROFILEDATA_CC byElement;
-        char text[] = "SI 30\n01 Coated\n03 4.2\nTI 0\n";
-        QVERIFY(byElement.fromPacket(text, static_cast<unsigned int>(std::strlen(text)), false, true));
+        QVERIFY(parse(byElement, "SI 30\n01 Coated\n03 4.2\nTI 0\n"));
         byElement.load(host, 7010);
-        unsigned int textLength = 0;
-        char* written = byElement.toPacket(textLength);
-        QCOMPARE(QByteArray(written, int(textLength)), QByteArray("SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n"));
-        KX_free(written);
+        QCOMPARE(textOf(byElement), QByteArray("SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n"));
 
         // The most recently opened connection under the same host and port answers.
-        std::unique_ptr<KXCommServer> newer = openDataset(withConnection("press01.example", 7010, "FF"));
+        std::unique_ptr<KXCommServer> newer = openJson(withConnection("press01.example", 7010, "FF"));
         QVERIFY(newer);
         profile.load(host, 7010);
         QCOMPARE(profileData(profile), QByteArray("\xff"));
@@ -444,7 +352,7 @@ void TestKxHostCommServer::profileLoadByHostAndPort()
 
 void TestKxHostCommServer::archiveTree()
 {
-    std::unique_ptr<KXCommServer> server = openDataset();
+    std::unique_ptr<KXCommServer> server = openJson(dataset);
     const ArchiveNode* root = server->archive();
     QVERIFY(!root->getPacket());
     QVERIFY(!root->getParent());
@@ -454,14 +362,14 @@ void TestKxHostCommServer::archiveTree()
     const ArchiveNode* letter = root->getChild(0);
     QCOMPARE(letter->getParent(), root);
     QCOMPARE(letter->getRoot(), root);
+    QCOMPARE(letter->getChild(0)->getChild(0)->getRoot(), root);
+    QCOMPARE(letter->getChildCount(), std::size_t(2));
     const KXPacketable* packet = letter->getPacket();
     QCOMPARE(packet->datatype, PDT_LETTER);
     QCOMPARE(QByteArray(packet->name), QByteArray("Letter"));
     QCOMPARE(packet->key.key, 0x12u);
     QCOMPARE(packet->key.hkey, 3u);
-    QCOMPARE(QByteArray(packet->getText(0x10)), QByteArray("Dear sir"));
-    QCOMPARE(letter->getChildCount(), std::size_t(2));
-    QCOMPARE(letter->getChild(0)->getChild(0)->getRoot(), root);
+    QCOMPARE(textOf(*packet), QByteArray("SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n"));
 
     // Each node holds a packet of its type's class.
     QVERIFY(dynamic_cast<const KXJOB_CC*>(letter->getChild(0)->getPacket()));
@@ -509,7 +417,7 @@ void TestKxHostCommServer::findNode()
     QFETCH(QByteArray, name);
     QFETCH(QByteArray, found);
     QFETCH(QByteArray, foundKey);
-    std::unique_ptr<KXCommServer> server = openDataset();
+    std::unique_ptr<KXCommServer> server = openJson(dataset);
     const KXDB_REFERENCE ref = reference(KXKEY_ELEMENT{key, hkey}, name.isNull() ? nullptr : name.constData());
 
     // The same answer from every node of the tree.
@@ -543,7 +451,7 @@ void TestKxHostCommServer::handBuiltArchive()
     const KXDB_REFERENCE ref = reference(KXKEY_CC::getNullKey(), "Child");
     QCOMPARE(grandChild->findNode(&ref), child);
 
-    // A deep chain is destroyed without recursion.
+    // A deep chain is searched and destroyed without recursion.
     ArchiveNode* node = grandChild;
     for (int i = 0; i < 100000; ++i)
         node = node->appendChild(new ArchiveNode);
@@ -561,30 +469,24 @@ void TestKxHostCommServer::sampleDataset()
 
     // Output databases, each with jobs; publications with several jobs, one with tied pages.
     KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
-    QVERIFY(!server->iserror(command));
     QVERIFY(outputs && outputs->next);
-    QMap<QString, QList<int>> pagesByPublication;
-    int jobsWithoutPublication = 0;
+    QMap<QByteArray, QList<int>> pagesByPublication;
     for (KXDBENTRY* entry = outputs; entry; entry = entry->next) {
         KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL,
                                           SORTORDER_ASCENDING, server->getidfromkxkey(entry->key));
         QVERIFY(jobs);
-        for (KXJOB* job = jobs; job; job = job->next) {
-            if (job->publicationName)
-                pagesByPublication[QString::fromUtf8(job->publicationName)] << job->pageNumber;
-            else
-                ++jobsWithoutPublication;
-        }
+        for (KXJOB* job = jobs; job; job = job->next)
+            pagesByPublication[QByteArray(job->publicationName)] << job->pageNumber;
         KXPacketFreeList(jobs, PDT_JOB);
     }
     KXPacketFreeList(outputs, PDT_DBENTRY);
+    QVERIFY(pagesByPublication.contains(QByteArray())); // jobs without a publication
+    pagesByPublication.remove(QByteArray());
     QVERIFY(pagesByPublication.size() >= 2);
-    QVERIFY(jobsWithoutPublication >= 1);
     bool tie = false;
     for (const QList<int>& pages : pagesByPublication) {
         QVERIFY(pages.size() >= 2);
-        const int lowest = *std::min_element(pages.begin(), pages.end());
-        tie = tie || pages.count(lowest) > 1;
+        tie = tie || pages.count(*std::min_element(pages.begin(), pages.end())) > 1;
     }
     QVERIFY(tie);
 
@@ -610,14 +512,10 @@ void TestKxHostCommServer::sampleDataset()
         pending.pop_back();
         for (std::size_t i = 0; i < node->getChildCount(); ++i)
             pending.push_back(node->getChild(i));
-        if (!node->getPacket())
-            continue;
-        KXDB_REFERENCE* chain = node->getPacket()->getReferences();
+        KXDB_REFERENCE* chain = node->getPacket() ? node->getPacket()->getReferences() : nullptr;
         for (const KXDB_REFERENCE* ref = chain; ref; ref = ref->next) {
-            if (!node->findNode(ref))
-                continue;
-            byKey = byKey || !ref->name;
-            byName = byName || ref->name;
+            byKey = byKey || (!ref->name && node->findNode(ref));
+            byName = byName || (ref->name && node->findNode(ref));
         }
         KXFreeReferences(chain);
     }
