@@ -94,6 +94,7 @@ private Q_SLOTS:
     void toXml();
     void roundTrip_data();
     void roundTrip();
+    void xmlBlanksAreNormalised();
     void archive_data();
     void archive();
     void archiveReferences();
@@ -318,6 +319,18 @@ void TestKxXmlTool::roundTrip()
     const QByteArray expected = canonical(original.readAll(), type);
     QVERIFY(expected != "(rejected)");
     QCOMPARE(canonical(text.out, type), expected);
+}
+
+// XML's own rules for line ends and attribute values, with every Qt: blanks written as such
+// become spaces, character references stay what they name.
+void TestKxXmlTool::xmlBlanksAreNormalised()
+{
+    const QByteArray xml("<packetable datatype=\"1f\" hkey=\"3\" key=\"12\" name=\"L\">\r\n"
+                         " <item datatype=\"1F\">\r\n  <_10 value=\"a&#9;b\tc\nd\r\ne\"/>\r\n"
+                         " </item>\r\n</packetable>\r\n");
+    const Run run = runTool(args("to-text --check -"), xml);
+    QCOMPARE(run.err, QByteArray());
+    QCOMPARE(run.out, QByteArray("SI 1F\n10 a\tb c d e\nTI 0\n"));
 }
 
 void TestKxXmlTool::archive_data()

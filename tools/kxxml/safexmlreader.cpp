@@ -44,7 +44,11 @@ bool SafeXmlReader::read(const QByteArray& data, QDomDocument& document, QString
     int line = 0;
     int column = 0;
     QDomDocument parsed;
-    if (!parsed.setContent(data, &message, &line, &column)) {
+    // Through a stream reader, so that Qt 5 and Qt 6 parse alike: Qt 5's QDomDocument
+    // parses a byte array with an older reader that keeps carriage returns in text and tabs
+    // and line feeds in attribute values, where the stream reader normalises them.
+    QXmlStreamReader domReader(data);
+    if (!parsed.setContent(&domReader, false, &message, &line, &column)) {
         error = where(line, column) + message;
         return false;
     }
