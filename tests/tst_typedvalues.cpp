@@ -5,10 +5,12 @@
 
 #include <functional>
 
-namespace {
-
 using Writer = std::function<void(QDomElement&)>;
 using Reader = std::function<QVariant(const QDomElement&)>;
+Q_DECLARE_METATYPE(Writer)
+Q_DECLARE_METATYPE(Reader)
+
+namespace {
 
 const QString kKey = QStringLiteral("k");
 

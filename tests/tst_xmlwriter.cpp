@@ -11,9 +11,10 @@
 
 using TestHelpers::qtText;
 
-namespace {
-
 using Builder = std::function<QDomNode(QDomDocument&)>;
+Q_DECLARE_METATYPE(Builder)
+
+namespace {
 
 // A string holding every character the writers escape, plus non-ASCII text.
 const QString kSpecials = QStringLiteral("a<b>c&d\"e'f]]>g]>h\ri\nj\tk é € 😀 ]]");
