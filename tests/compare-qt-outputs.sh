@@ -21,6 +21,9 @@ cd "$data" || exit 2
 # Negative and wide numbers in every number form of a letter, and signed page numbers.
 printf 'SI 1F\n10 Numbers\n12 2 26 4294967295\n17 2 -1 5\n19 1 -7\n1C -9223372036854775807\n1D 2 255 18446744073709551615\nTI 0\n' \
     >"$work/numbers.txt"
+# XML with CR LF line ends and blanks in an attribute value, which XML turns into spaces.
+printf '<packetable datatype="1f" hkey="3" key="12" name="L\tM">\r\n <item datatype="1F">\r\n  <_10 value="a&#9;b\tc\nd\r\ne"/>\r\n </item>\r\n</packetable>\r\n' \
+    >"$work/blanks.xml"
 printf 'SI 5\n01 Negative\n02 -2147483648\n03 -3\n04 2 a\rb\nTI 0\n' >"$work/section.txt"
 
 cases=0
@@ -60,6 +63,7 @@ for input in letter.txt job.txt "$work/numbers.txt" "$work/section.txt"; do
     check "to-xml $(basename "$input")" "\$KXXML to-xml --name Sample --key 12:3 '$input'"
     check "to-text $(basename "$input")" "\$KXXML to-xml '$input' | \$KXXML to-text --check"
 done
+check "to-text of XML with blanks" "\$KXXML to-text --check '$work/blanks.xml'"
 check "to-text of a reply" '$KXXML request jobs --db a:2 --include-publications | sed -n "/<packetable/,/<\/packetable>/p;/<\/packetable>/q" | $KXXML to-text'
 # Archive entries with their references inlined.
 check "archive by name" '$KXXML archive --name Memo'
