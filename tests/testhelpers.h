@@ -2,7 +2,11 @@
 
 // Helpers shared by the tests: Qt's own writer as an oracle, and XML round trips.
 
+#include <cstdio>
+#include <unistd.h>
+
 #include <QDomDocument>
+#include <QTemporaryFile>
 #include <QRandomGenerator>
 #include <QString>
 #include <QStringList>
@@ -10,6 +14,24 @@
 #include <QTextStream>
 
 namespace TestHelpers {
+
+/// What @p f writes to standard output (through stdio), captured in a temporary file.
+template <typename F>
+QByteArray captureStdout(F f)
+{
+    std::fflush(stdout);
+    QTemporaryFile file;
+    if (!file.open())
+        return {};
+    const int saved = dup(fileno(stdout));
+    dup2(file.handle(), fileno(stdout));
+    f();
+    std::fflush(stdout);
+    dup2(saved, fileno(stdout));
+    close(saved);
+    file.seek(0);
+    return file.readAll();
+}
 
 /// The words of @p text, split at blanks: words("a b") is {"a", "b"}; words("") is empty.
 inline QStringList words(const char* text)

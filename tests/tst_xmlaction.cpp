@@ -10,7 +10,6 @@
 
 #include <cstdio>
 #include <functional>
-#include <unistd.h>
 
 using Write = std::function<void(XMLAction&)>;
 using Read = std::function<QVariant(const XMLAction&)>;
@@ -35,24 +34,6 @@ void setRawProperty(XMLAction& action, const QString& key, const QString& text)
 QString propertyText(const XMLAction& action, const QString& key)
 {
     return XMLObject::getProperty(action.getNodeConst(), key);
-}
-
-// What f() writes to standard output.
-template <typename F>
-QByteArray captureStdout(F f)
-{
-    std::fflush(stdout);
-    QTemporaryFile file;
-    if (!file.open())
-        return {};
-    const int saved = dup(fileno(stdout));
-    dup2(file.handle(), fileno(stdout));
-    f();
-    std::fflush(stdout);
-    dup2(saved, fileno(stdout));
-    close(saved);
-    file.seek(0);
-    return file.readAll();
 }
 
 } // namespace
@@ -240,12 +221,12 @@ void TestXmlAction::inMemoryFields()
 void TestXmlAction::printWritesTitleAndText()
 {
     XMLAction fresh;
-    const QByteArray text = captureStdout([&] { fresh.print(QStringLiteral("act")); });
+    const QByteArray text = TestHelpers::captureStdout([&] { fresh.print(QStringLiteral("act")); });
     QCOMPARE(text, "-- act --\n" + fresh.toString().toUtf8() + '\n');
     QVERIFY(text.endsWith("<action/>\n\n"));
 
     XMLAction named(QStringLiteral("\u00e9t\u00e9"), 1, 2);
-    QCOMPARE(captureStdout([&] { named.print(QStringLiteral("\u00e9")); }),
+    QCOMPARE(TestHelpers::captureStdout([&] { named.print(QStringLiteral("\u00e9")); }),
              "-- \xc3\xa9 --\n" + named.toString().toUtf8() + '\n');
 }
 

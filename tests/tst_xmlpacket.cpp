@@ -8,30 +8,11 @@
 #include <QtTest>
 
 #include <cstdio>
-#include <unistd.h>
 
 namespace {
 
 const QString kEmptyPacket = QStringLiteral(
     "<kxxml xmlns=\"%1\">\n <header>\n  <src/>\n  <dst/>\n </header>\n <body/>\n</kxxml>\n");
-
-// What f() writes to standard output.
-template <typename F>
-QByteArray captureStdout(F f)
-{
-    std::fflush(stdout);
-    QTemporaryFile file;
-    if (!file.open())
-        return {};
-    const int saved = dup(fileno(stdout));
-    dup2(file.handle(), fileno(stdout));
-    f();
-    std::fflush(stdout);
-    dup2(saved, fileno(stdout));
-    close(saved);
-    file.seek(0);
-    return file.readAll();
-}
 
 } // namespace
 
@@ -261,7 +242,7 @@ void TestXmlPacket::printWritesText()
     packet.setSourceAgentID(3);
     XMLMessage m(QStringLiteral("é €"));
     packet.append(m);
-    const QByteArray printed = captureStdout([&] { packet.print(); });
+    const QByteArray printed = TestHelpers::captureStdout([&] { packet.print(); });
     QCOMPARE(printed, packet.packetText().toUtf8());
     QVERIFY(printed.endsWith("</kxxml>\n"));
 }
