@@ -27,6 +27,30 @@ public:
     QList<KXKEY_ELEMENT*> keys;
 };
 
+// The records of every database in @p keys, one list, database after database.
+template <typename Record, typename Query>
+Record* concatenated(const QList<KXKEY_ELEMENT*>& keys, Query query)
+{
+    Record* all = nullptr;
+    for (const KXKEY_ELEMENT* key : keys) {
+        if (key)
+            AddListList(all, query(*key));
+    }
+    return all;
+}
+
+// The records of every database of a kind, as the server lists them; a failing database
+// list gives none.
+template <typename Record, typename Query>
+Record* fromEveryDatabase(KXDBENTRY* databases, Query query)
+{
+    Record* all = nullptr;
+    for (const KXDBENTRY* entry = databases; entry; entry = entry->next)
+        AddListList(all, query(entry->key));
+    KXPacketFreeList(databases, PDT_DBENTRY);
+    return all;
+}
+
 // Publications are left out of the job list unless the request says otherwise.
 bool excludesPublications(const XMLAction* action)
 {
@@ -93,12 +117,7 @@ KXJOB* XMLCommServer::getKXJOBs(KXKEY_ELEMENT key) const
 
 KXJOB* XMLCommServer::getKXJOBs(const QList<KXKEY_ELEMENT*>& keys) const
 {
-    KXJOB* jobs = nullptr;
-    for (const KXKEY_ELEMENT* key : keys) {
-        if (key)
-            AddListList(jobs, getKXJOBs(*key));
-    }
-    return jobs;
+    return concatenated<KXJOB>(keys, [this](KXKEY_ELEMENT key) { return getKXJOBs(key); });
 }
 
 KXBOOK* XMLCommServer::getBooks(KXKEY_ELEMENT key) const
@@ -112,12 +131,7 @@ KXBOOK* XMLCommServer::getBooks(KXKEY_ELEMENT key) const
 
 KXBOOK* XMLCommServer::getBooks(const QList<KXKEY_ELEMENT*>& keys) const
 {
-    KXBOOK* books = nullptr;
-    for (const KXKEY_ELEMENT* key : keys) {
-        if (key)
-            AddListList(books, getBooks(*key));
-    }
-    return books;
+    return concatenated<KXBOOK>(keys, [this](KXKEY_ELEMENT key) { return getBooks(key); });
 }
 
 void XMLCommServer::sendOUTPUTs(int destination) const
@@ -219,24 +233,16 @@ KXJOB* XMLCommServer::gatherJobs(const QList<KXKEY_ELEMENT*>& keys) const
 {
     if (!keys.isEmpty())
         return getKXJOBs(keys);
-    KXJOB* jobs = nullptr;
-    KXDBENTRY* databases = getDBList(PDT_OUTPUTDB);
-    for (const KXDBENTRY* entry = databases; entry; entry = entry->next)
-        AddListList(jobs, getKXJOBs(entry->key));
-    KXPacketFreeList(databases, PDT_DBENTRY);
-    return jobs;
+    return fromEveryDatabase<KXJOB>(getDBList(PDT_OUTPUTDB),
+                                    [this](KXKEY_ELEMENT key) { return getKXJOBs(key); });
 }
 
 KXBOOK* XMLCommServer::gatherBooks(const QList<KXKEY_ELEMENT*>& keys) const
 {
     if (!keys.isEmpty())
         return getBooks(keys);
-    KXBOOK* books = nullptr;
-    KXDBENTRY* databases = getDBList(PDT_BOOKDB);
-    for (const KXDBENTRY* entry = databases; entry; entry = entry->next)
-        AddListList(books, getBooks(entry->key));
-    KXPacketFreeList(databases, PDT_DBENTRY);
-    return books;
+    return fromEveryDatabase<KXBOOK>(getDBList(PDT_BOOKDB),
+                                     [this](KXKEY_ELEMENT key) { return getBooks(key); });
 }
 
 void XMLCommServer::deliver(XMLPacket* reply) const
