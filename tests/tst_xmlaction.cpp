@@ -112,6 +112,7 @@ void TestXmlAction::properties_data()
     PROPERTY("sort_ascending", setSortAscending, true, "1", getSortAscending, hasSortAscending);
     PROPERTY("sort_type", setSortType, 2, "2", getSortType, hasSortType);
     PROPERTY("show_newest_page", setShowNewestPage, true, "1", getShowNewestPage, hasShowNewestPage);
+    PROPERTY("page_size", setPageSize, 500, "500", getPageSize, hasPageSize);
     PROPERTY("enabled", setEnabled, false, "0", isEnabled, hasEnabled);
     PROPERTY("checked", setChecked, true, "1", isChecked, hasChecked);
     PROPERTY("checkable", setCheckable, true, "1", isCheckable, hasCheckable);

@@ -14,6 +14,9 @@ const QString XMLPacket::SOURCE = QStringLiteral("src");
 const QString XMLPacket::DESTINATION = QStringLiteral("dst");
 const QString XMLPacket::BODY = QStringLiteral("body");
 const QString XMLPacket::AGENT_ID = QStringLiteral("agent_id");
+const QString XMLPacket::PAGE = QStringLiteral("page");
+const QString XMLPacket::PAGE_NUMBER = QStringLiteral("number");
+const QString XMLPacket::MORE_PAGES = QStringLiteral("more");
 
 XMLPacket::XMLPacket()
     : XMLObject(XMLOBJECT_PACKET)
@@ -44,6 +47,30 @@ void XMLPacket::setDestinationAgentID(int id)
 int XMLPacket::getDestinationAgentID() const
 {
     return getAttributeInt(destination, AGENT_ID);
+}
+
+void XMLPacket::setPage(int number, bool more)
+{
+    QDomElement page = getElement(header, PAGE);
+    if (page.isNull())
+        page = createElement(header, PAGE);
+    setAttribute(page, PAGE_NUMBER, number);
+    setAttribute(page, MORE_PAGES, more);
+}
+
+bool XMLPacket::hasPage() const
+{
+    return !getElement(header, PAGE).isNull();
+}
+
+int XMLPacket::getPage() const
+{
+    return getAttributeInt(getElement(header, PAGE), PAGE_NUMBER);
+}
+
+bool XMLPacket::getMorePages() const
+{
+    return getAttributeBool(getElement(header, PAGE), MORE_PAGES);
 }
 
 QDomElement XMLPacket::append(XMLMessage& message)

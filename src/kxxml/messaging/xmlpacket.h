@@ -27,6 +27,9 @@ public:
     static const QString DESTINATION;  ///< "dst"
     static const QString BODY;         ///< "body"
     static const QString AGENT_ID;     ///< "agent_id"
+    static const QString PAGE;         ///< "page", in the header of a paged reply's packets
+    static const QString PAGE_NUMBER;  ///< "number", of PAGE
+    static const QString MORE_PAGES;   ///< "more", of PAGE
 
     /// An empty envelope; both agent ids read 0 until set.
     XMLPacket();
@@ -40,6 +43,22 @@ public:
     void setDestinationAgentID(int id);
     /// The destination agent id; 0 when absent or not a number.
     int getDestinationAgentID() const;
+
+    /// @name Pages of a paged reply
+    /// A list request whose action has a page size (XMLAction::setPageSize) is answered with
+    /// a sequence of packets, each marked in its header with `<page number="N" more="1"/>`:
+    /// its number, from 1 upwards, and whether more pages follow (`more="0"` on the last).
+    /// Packets of unpaged replies carry no such mark.
+    /// @{
+    /// Marks the packet as page @p number of a reply, followed by more when @p more is true.
+    void setPage(int number, bool more);
+    /// Whether the packet is one page of a paged reply.
+    bool hasPage() const;
+    /// The page number, from 1 upwards; 0 when the packet is not a page.
+    int getPage() const;
+    /// Whether more pages of the same reply follow; false when the packet is not a page.
+    bool getMorePages() const;
+    /// @}
 
     /// @name Appending objects
     /// append() adds a deep copy of the object's element to the body and returns the copy;

@@ -36,6 +36,7 @@ const QString kPaintPixmap = QStringLiteral("paint_pixmap");
 const QString kSortAscending = QStringLiteral("sort_ascending");
 const QString kSortType = QStringLiteral("sort_type");
 const QString kShowNewestPage = QStringLiteral("show_newest_page");
+const QString kPageSize = QStringLiteral("page_size");
 const QString kEnabled = QStringLiteral("enabled");
 const QString kChecked = QStringLiteral("checked");
 const QString kCheckable = QStringLiteral("checkable");
@@ -484,6 +485,21 @@ bool XMLAction::getShowNewestPage() const
 bool XMLAction::hasShowNewestPage() const
 {
     return hasProperty(node, kShowNewestPage);
+}
+
+void XMLAction::setPageSize(int pageSize)
+{
+    setProperty(node, kPageSize, pageSize);
+}
+
+int XMLAction::getPageSize() const
+{
+    return propertyOr(node, kPageSize, 0, &XMLObject::getPropertyInt);
+}
+
+bool XMLAction::hasPageSize() const
+{
+    return hasProperty(node, kPageSize);
 }
 
 bool XMLAction::isEnabled() const

@@ -147,6 +147,12 @@ public:
     void setShowNewestPage(bool show);
     bool getShowNewestPage() const;
     bool hasShowNewestPage() const;
+    /// The most packetables one reply packet may hold: a list request (1000 to 1003) that
+    /// carries it is answered in pages (XMLPacket::getPage()). 0 when absent; a value below 1
+    /// asks for no paging.
+    void setPageSize(int pageSize);
+    int getPageSize() const;
+    bool hasPageSize() const;
     /// True when absent.
     bool isEnabled() const;
     bool hasEnabled() const;
