@@ -1,5 +1,8 @@
 #include "xmlcommserver.h"
 
+#include "pagedlisting_p.h"
+#include "replypager_p.h"
+
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlrouter.h>
 #include <kxxml/ui/xmlaction.h>
@@ -80,6 +83,14 @@ void XMLCommServer::receive(XMLPacket* packet)
         XMLAction action;
         action.setNode(actions.front().toElement()); // only the first action is answered
         const int source = packet->getSourceAgentID();
+        const int pageSize = action.getPageSize();
+        if (pageSize > 0 && PagedListing::isListRequest(action.getType())) {
+            if (!pager)
+                pager = std::make_unique<ReplyPager>(*this);
+            pager->enqueue(std::make_unique<PagedListing>(*this, action.getType(), source, pageSize, action));
+            packet->deleteLater();
+            return;
+        }
         switch (action.getType()) {
         case ListOutputs: sendOUTPUTs(source); break;
         case ListPublications: sendPublications(source, &action); break;

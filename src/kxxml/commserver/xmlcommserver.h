@@ -5,6 +5,10 @@
 
 #include <QList>
 
+#include <memory>
+
+class PagedListing;
+class ReplyPager;
 class XMLAction;
 
 /// The agent that answers data requests from the host's server connection.
@@ -14,6 +18,19 @@ class XMLAction;
 /// record into a packetable of a reply packet addressed to the requester, and queues the
 /// reply on its router. Only the job list is answered when there is nothing to list.
 /// The router creates it under the id -1 and owns it.
+///
+/// Paged replies: a list request whose action has a page size N (XMLAction::setPageSize) is
+/// answered with a sequence of packets of at most N packetables each, which together hold
+/// exactly the packetables of the single reply, in the same order (the publications listing
+/// chooses one job per publication over the whole listing). Each packet is marked with its
+/// page number and whether more follow (XMLPacket::getPage(), XMLPacket::getMorePages()).
+/// An empty listing answers as the single reply does: the job list with one empty page, the
+/// others with none (publications: one empty page when jobs were found). Pages are built one
+/// per turn of the event loop, each after the previous one was delivered, so the application
+/// stays responsive and only one page is in memory at a time. A requester's listings are
+/// answered one after the other in the order asked; listings for different requesters take
+/// turns. A listing stops, freeing everything, when its requester leaves the router or the
+/// router is destroyed.
 class KXXML_EXPORT XMLCommServer : public XMLAgent
 {
 public:
@@ -51,9 +68,13 @@ public:
     void sendBooks(int destination, XMLAction* action) const;
 
 private:
+    friend class PagedListing;
+    friend class ReplyPager;
+
     KXJOB* gatherJobs(const QList<KXKEY_ELEMENT*>& keys) const;
     KXBOOK* gatherBooks(const QList<KXKEY_ELEMENT*>& keys) const;
     void deliver(XMLPacket* reply) const;
 
     KXCommServer* server; ///< not owned
+    std::unique_ptr<ReplyPager> pager; ///< made by the first paged request
 };

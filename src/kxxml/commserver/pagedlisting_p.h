@@ -1,0 +1,73 @@
+#pragma once
+// One list request answered in pages. Not installed.
+
+#include <kxxml/packetable/hostlib.h>
+
+#include <QList>
+
+#include <memory>
+#include <vector>
+
+class XMLAction;
+class XMLCommServer;
+class XMLPacket;
+
+/// The answer to one paged list request (codes 1000 to 1003): the host records still to be
+/// sent, in the order the single reply would have them, handed out a page at a time.
+///
+/// The host is queried once per listing, by gather(): the host has no cursor, so a query per
+/// page would copy every record again for each page (quadratic time) and could list a job
+/// twice or never when the queue changes in between. Records are small beside their XML; each
+/// is freed, or adopted by the packetable that carries it, as its page is built, and the
+/// destructor frees the ones never sent with their free types (8, 21, 86).
+class PagedListing
+{
+public:
+    /// A listing for request @p code from @p destination, reading the request's options from
+    /// @p action (not kept). Queries nothing yet.
+    PagedListing(const XMLCommServer& server, int code, int destination, int pageSize,
+                 const XMLAction& action);
+    ~PagedListing();
+    PagedListing(const PagedListing&) = delete;
+    PagedListing& operator=(const PagedListing&) = delete;
+
+    /// Whether @p code is one of the list requests that can be paged.
+    static bool isListRequest(int code);
+
+    /// The requester, to whom every page goes.
+    int destination() const;
+    /// Whether gather() has run.
+    bool isGathered() const;
+    /// Queries the host for every record of the listing; leaves out what the single reply
+    /// would leave out (jobs of publications when excluded, jobs not chosen for their
+    /// publication) and frees it at once.
+    void gather();
+    /// Whether every page has been handed out (or there is nothing to send at all).
+    bool isFinished() const;
+    /// The next page, marked with its number and whether more follow; the caller owns it.
+    /// Null when the listing is finished. An empty listing gives one empty page only where the
+    /// single reply would be sent empty (jobs; publications when jobs were found).
+    XMLPacket* takePage();
+
+private:
+    void appendRecord(XMLPacket& page);
+    void gatherJobs();
+    void choosePublications(KXJOB* jobs);
+
+    const XMLCommServer& server;
+    int code;
+    int replyTo;
+    int pageSize;
+    bool excludePublications;
+    QList<KXKEY_ELEMENT> keys;
+
+    bool gathered = false;
+    bool sendsWhenEmpty = false;
+    int pagesSent = 0;
+    // The records to send, in reply order; next indexes the first one not yet sent.
+    std::vector<KXDBENTRY*> entries;
+    std::vector<KXJOB*> jobs;
+    std::vector<KXBOOK*> books;
+    size_t next = 0;
+    std::unique_ptr<KXPacketable> packetable; ///< carries one record at a time into a page
+};
