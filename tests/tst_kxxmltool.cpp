@@ -90,6 +90,7 @@ private Q_SLOTS:
     void hugeInputIsRefused();
     void requests_data();
     void requests();
+    void pagedRequest();
     void toXml_data();
     void toXml();
     void roundTrip_data();
@@ -184,6 +185,10 @@ void TestKxXmlTool::errors_data()
     QTest::newRow("no reply publications") << args("request publications --db e:1 --dataset failing.json") << none
                                            << 1 << "no reply to the publications request";
     QTest::newRow("no books in database") << args("request books --db b:2") << none << 1 << "no reply";
+    QTest::newRow("no books, paged") << args("request books --db b:2 --page-size 2") << none << 1 << "no reply";
+    QTest::newRow("page size zero") << args("request jobs --page-size 0") << none << 2
+                                    << "^request: --page-size '0': expected a positive integer";
+    QTest::newRow("page size text") << args("request jobs --page-size 2x") << none << 2 << "--page-size '2x'";
 }
 
 void TestKxXmlTool::errors()
@@ -252,6 +257,33 @@ void TestKxXmlTool::requests()
     QCOMPARE(child(child(packet, "header"), "src").attribute(QStringLiteral("agent_id")), QStringLiteral("-1"));
     QCOMPARE(child(child(packet, "header"), "dst").attribute(QStringLiteral("agent_id")), QStringLiteral("1"));
     QCOMPARE(replyNames(packet), names);
+}
+
+void TestKxXmlTool::pagedRequest()
+{
+    const Run run = runTool(args("request jobs --include-publications --page-size 3"));
+    QCOMPARE(run.status, 0);
+    QVERIFY(run.err.isEmpty());
+    QStringList names;
+    QByteArray text;
+    int page = 0;
+    // Each page is a complete packet: split the output where a new "kxxml" element starts.
+    for (const QByteArray& piece : run.out.split('\n')) {
+        if (piece.startsWith("<kxxml") && !text.isEmpty()) {
+            const QDomElement packet = parse(text);
+            const QDomElement mark = child(child(packet, "header"), "page");
+            QCOMPARE(mark.attribute(QStringLiteral("number")).toInt(), ++page);
+            QCOMPARE(mark.attribute(QStringLiteral("more")), QStringLiteral("1"));
+            names += replyNames(packet);
+            text.clear();
+        }
+        text += piece + '\n';
+    }
+    const QDomElement last = parse(text);
+    QCOMPARE(child(child(last, "header"), "page").attribute(QStringLiteral("more")), QStringLiteral("0"));
+    names += replyNames(last);
+    QCOMPARE(page, 2);
+    QCOMPARE(names, replyNames(parse(runTool(args("request jobs --include-publications")).out)));
 }
 
 void TestKxXmlTool::toXml_data()

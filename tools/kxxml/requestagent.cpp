@@ -55,8 +55,24 @@ std::unique_ptr<XMLAction> RequestAgent::requestAction(const QString& requestNam
 std::unique_ptr<XMLPacket> RequestAgent::ask(XMLAction& action)
 {
     m_reply.reset();
+    sendAndWait(action, [this] { return m_reply != nullptr; });
+    return std::move(m_reply);
+}
+
+int RequestAgent::askPaged(XMLAction& action, const std::function<void(const XMLPacket&)>& onPage)
+{
+    m_onPage = onPage;
+    m_pages = 0;
+    m_lastPage = false;
+    sendAndWait(action, [this] { return m_lastPage; });
+    m_onPage = nullptr;
+    return m_pages;
+}
+
+void RequestAgent::sendAndWait(XMLAction& action, const std::function<bool()>& answered)
+{
     if (!router)
-        return nullptr;
+        return;
     XMLPacket* request = getXMLPacket(router->getXMLCommServerID());
     request->append(action);
     router->send(request); // the router owns the request now
@@ -65,17 +81,22 @@ std::unique_ptr<XMLPacket> RequestAgent::ask(XMLAction& action)
     // running, nothing is on its way.
     QEventLoop loop;
     int idleRounds = 0;
-    while (!m_reply && idleRounds < 2)
+    while (!answered() && idleRounds < 2)
         idleRounds = loop.processEvents(QEventLoop::AllEvents) ? 0 : idleRounds + 1;
     // The comm-server agent releases the request with deleteLater().
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return std::move(m_reply);
 }
 
 void RequestAgent::receive(XMLPacket* packet)
 {
-    if (!m_reply)
+    if (m_onPage) {
+        const std::unique_ptr<XMLPacket> page(packet);
+        ++m_pages;
+        m_lastPage = !page->getMorePages();
+        m_onPage(*page);
+    } else if (!m_reply) {
         m_reply.reset(packet);
-    else
+    } else {
         delete packet; // only the first reply counts
+    }
 }

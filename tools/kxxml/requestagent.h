@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class XMLAction;
@@ -35,8 +36,18 @@ public:
     /// reply has come or the router has nothing left to deliver. The reply, or null for none.
     std::unique_ptr<XMLPacket> ask(XMLAction& action);
 
+    /// Sends a copy of @p action (which should carry a page size) and hands each page of the
+    /// reply to @p onPage as it arrives, deleting it before the next one is built, until the
+    /// last page has come or the router has nothing left to deliver. How many pages came.
+    int askPaged(XMLAction& action, const std::function<void(const XMLPacket&)>& onPage);
+
     void receive(XMLPacket* packet) override;
 
 private:
+    void sendAndWait(XMLAction& action, const std::function<bool()>& answered);
+
     std::unique_ptr<XMLPacket> m_reply;
+    std::function<void(const XMLPacket&)> m_onPage;
+    int m_pages = 0;
+    bool m_lastPage = false;
 };

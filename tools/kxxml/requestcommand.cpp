@@ -10,11 +10,22 @@
 
 #include <QCommandLineParser>
 
+#include <cstdio>
+
 namespace {
 
 const QString DbOption = QStringLiteral("db");
 const QString IncludeOption = QStringLiteral("include-publications");
 const QString ExcludeOption = QStringLiteral("exclude-publications");
+const QString PageSizeOption = QStringLiteral("page-size");
+
+// Writes one page as it arrives, so that the tool holds one page at a time.
+void printPage(const XMLPacket& page)
+{
+    const QByteArray text = page.packetText().toUtf8();
+    std::fwrite(text.constData(), 1, static_cast<size_t>(text.size()), stdout);
+    std::fflush(stdout);
+}
 
 } // namespace
 
@@ -26,7 +37,7 @@ QString RequestCommand::name() const
 QString RequestCommand::synopsis() const
 {
     return QStringLiteral("outputs|publications|books|jobs [--dataset FILE] [--db KEY:HKEY]...\n"
-                          "              [--include-publications | --exclude-publications]");
+                          "              [--include-publications | --exclude-publications] [--page-size N]");
 }
 
 QString RequestCommand::summary() const
@@ -42,6 +53,10 @@ void RequestCommand::addOptions(QCommandLineParser& parser) const
                       QStringLiteral("KEY:HKEY")});
     parser.addOption({IncludeOption, QStringLiteral("Lists jobs that belong to publications too.")});
     parser.addOption({ExcludeOption, QStringLiteral("Leaves jobs of publications out (says so explicitly).")});
+    parser.addOption({PageSizeOption,
+                      QStringLiteral("Asks for the reply in packets of at most N packetables and prints each "
+                                     "as it arrives."),
+                      QStringLiteral("N")});
     parser.addPositionalArgument(QStringLiteral("kind"),
                                  QStringLiteral("outputs (1000), publications (1001), books (1002) or jobs (1003)."));
 }
@@ -69,6 +84,15 @@ Outcome RequestCommand::execute(const QCommandLineParser& parser)
     bool exclude = parser.isSet(ExcludeOption);
     const bool* excludeSetting = parser.isSet(IncludeOption) || exclude ? &exclude : nullptr;
 
+    int pageSize = 0;
+    if (parser.isSet(PageSizeOption)) {
+        bool ok = false;
+        const QString text = parser.value(PageSizeOption);
+        pageSize = text.toInt(&ok);
+        if (!ok || pageSize < 1)
+            return usageError(QStringLiteral("--page-size '%1': expected a positive integer").arg(text));
+    }
+
     const DatasetSource dataset(parser.value(QStringLiteral("dataset")));
     QString error;
     std::unique_ptr<KXCommServer> server = dataset.open(error);
@@ -77,10 +101,13 @@ Outcome RequestCommand::execute(const QCommandLineParser& parser)
 
     Session session(std::move(server));
     const std::unique_ptr<XMLAction> action = session.agent().requestAction(kind, keys, excludeSetting);
-    const std::unique_ptr<XMLPacket> reply = session.agent().ask(*action);
-    if (!reply) {
-        return Outcome::failure(Outcome::NoReply,
-                                QStringLiteral("%1: no reply to the %2 request").arg(dataset.name(), kind));
+    const Outcome noReply =
+        Outcome::failure(Outcome::NoReply, QStringLiteral("%1: no reply to the %2 request").arg(dataset.name(), kind));
+    if (pageSize > 0) {
+        // Pages are printed as they arrive; the outcome itself prints nothing more.
+        action->setPageSize(pageSize);
+        return session.agent().askPaged(*action, printPage) > 0 ? Outcome::success({}) : noReply;
     }
-    return Outcome::success(reply->packetText().toUtf8());
+    const std::unique_ptr<XMLPacket> reply = session.agent().ask(*action);
+    return reply ? Outcome::success(reply->packetText().toUtf8()) : noReply;
 }
