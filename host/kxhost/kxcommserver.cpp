@@ -67,6 +67,20 @@ KXCommServerPrivate::~KXCommServerPrivate()
     }
 }
 
+void KXCommServerPrivate::compactRecords()
+{
+    for (Database& database : outputs) {
+        KXJOB* copy = copyList<KXJOB>(database.jobs, kxhost::copyJob, SORTORDER_ASCENDING, nullptr, 0);
+        KXPacketFreeList(database.jobs, PDT_JOB);
+        database.jobs = copy;
+    }
+    for (Database& database : bookDatabases) {
+        KXBOOK* copy = copyList<KXBOOK>(database.books, kxhost::copyBook, SORTORDER_ASCENDING, nullptr, 0);
+        KXPacketFreeList(database.books, PDT_BOOK);
+        database.books = copy;
+    }
+}
+
 const KXCommServerPrivate::Database* KXCommServerPrivate::findDatabase(const KXKEY_ELEMENT& key) const
 {
     for (const std::vector<Database>* kind : {&outputs, &bookDatabases}) {
@@ -167,6 +181,7 @@ std::unique_ptr<KXCommServer> KXCommServer::openData(const std::string& json,
             *error = sourceName + ": " + problem;
         return nullptr;
     }
+    data->compactRecords(); // the parse's memory is free now
     data->source = sourceName;
     data->hasData = true;
     return KXCommServerPrivate::make(std::move(data));

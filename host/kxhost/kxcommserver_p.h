@@ -25,6 +25,11 @@ struct KXCommServerPrivate
     KXCommServerPrivate(const KXCommServerPrivate&) = delete;
     KXCommServerPrivate& operator=(const KXCommServerPrivate&) = delete;
 
+    /// Copies every job and book record once more after loading. Built while the dataset
+    /// was parsed, the records lie scattered among the parser's freed memory, which slows
+    /// every later allocation of the process down as the dataset grows (about 1.4 times per
+    /// job at 50,000 jobs); copied afterwards, they lie together.
+    void compactRecords();
     const Database* findDatabase(const KXKEY_ELEMENT& key) const;
     BM_MESSAGE_ID nextMessage(KXLPCOMMANDS& command, BM_MESSAGE_ID& message);
 
