@@ -157,17 +157,22 @@ bool PagedListing::isFinished() const
     return next >= total;
 }
 
-XMLPacket* PagedListing::takePage()
+XMLPacket* PagedListing::buildPage(int records)
 {
     gather();
     if (isFinished())
         return nullptr;
-    XMLPacket* page = server.getXMLPacket(replyTo);
+    if (!current) {
+        current.reset(server.getXMLPacket(replyTo));
+        currentFill = 0;
+    }
     const size_t total = entries.size() + jobs.size() + books.size();
-    for (int n = 0; n < pageSize && next < total; ++n)
-        appendRecord(*page);
-    page->setPage(++pagesSent, next < total);
-    return page;
+    for (int n = 0; n < records && currentFill < pageSize && next < total; ++n, ++currentFill)
+        appendRecord(*current);
+    if (currentFill < pageSize && next < total)
+        return nullptr;
+    current->setPage(++pagesSent, next < total);
+    return current.release();
 }
 
 // Moves the next record into @p page as one packetable, the way the single reply does.

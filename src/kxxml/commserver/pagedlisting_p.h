@@ -44,10 +44,12 @@ public:
     void gather();
     /// Whether every page has been handed out (or there is nothing to send at all).
     bool isFinished() const;
-    /// The next page, marked with its number and whether more follow; the caller owns it.
-    /// Null when the listing is finished. An empty listing gives one empty page only where the
-    /// single reply would be sent empty (jobs; publications when jobs were found).
-    XMLPacket* takePage();
+    /// Adds at most @p records packetables to the page being built and returns the page
+    /// once it is complete, marked with its number and whether more follow; the caller owns
+    /// it. Null while the page is still being built, and when the listing is finished. An
+    /// empty listing gives one empty page only where the single reply would be sent empty
+    /// (jobs; publications when jobs were found).
+    XMLPacket* buildPage(int records);
 
 private:
     void appendRecord(XMLPacket& page);
@@ -69,5 +71,7 @@ private:
     std::vector<KXJOB*> jobs;
     std::vector<KXBOOK*> books;
     size_t next = 0;
+    std::unique_ptr<XMLPacket> current; ///< the page being built
+    int currentFill = 0;
     std::unique_ptr<KXPacketable> packetable; ///< carries one record at a time into a page
 };

@@ -6,6 +6,14 @@
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlrouter.h>
 
+namespace {
+
+// Packetables added to a page in one turn of the event loop: a job takes some 70 µs, so a
+// turn stays within a few milliseconds whatever the page size.
+constexpr int RecordsPerTurn = 32;
+
+} // namespace
+
 ReplyPager::ReplyPager(XMLCommServer& s)
     : server(s)
 {
@@ -49,7 +57,7 @@ void ReplyPager::step()
     } else if (!listing.isGathered()) {
         listing.gather(); // a turn of its own: the host query can take a while
     } else {
-        if (XMLPacket* page = listing.takePage())
+        if (XMLPacket* page = listing.buildPage(RecordsPerTurn))
             router->send(page); // the router takes the page over
         if (listing.isFinished())
             listings.pop_front();

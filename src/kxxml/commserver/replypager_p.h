@@ -13,10 +13,12 @@ class XMLCommServer;
 class XMLRouter;
 
 /// Runs the comm-server agent's paged listings: one step per turn of the event loop, each
-/// step either querying the host for one listing or building and sending one page of it.
+/// step either querying the host for one listing or adding a few packetables to its page,
+/// sending the page when it is complete. Small steps keep every turn short, whatever the page
+/// size; only one page per listing is in memory at a time.
 ///
-/// The next step is a zero-time timer started after the page was handed to the router, so
-/// the router's own timer, started first, delivers the page before the next one is built,
+/// The next step is a zero-time timer started after a page was handed to the router, so
+/// the router's own timer, started first, delivers the page before the next one is begun,
 /// and the event loop stays live in between. A requester's listings are answered one after
 /// the other, in the order they were asked for, so their pages never interleave; listings
 /// for different requesters take turns. A listing whose requester has left the router is
