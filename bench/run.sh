@@ -6,8 +6,11 @@
 #   docs/performance-summary.json  the figures, baselines and ratios
 #   docs/jobs-scaling.png        the jobs reply by size (needs gnuplot; Debian: gnuplot-nox)
 #
+#   docs/PERFORMANCE.md          also the block between the "results-qt5" markers: the jobs
+#                                replies, single and paged, from a Qt 5.15 build (QT5=0 skips it)
+#
 # Environment: BUILD_DIR (default build-bench), REPETITIONS (default 5), FILTER (a
-# --benchmark_filter; by default everything).
+# --benchmark_filter; by default everything), QT5 (default 1).
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -31,6 +34,16 @@ cmake --build "$build" --target kxxml-bench -j"$(nproc)"
     --kx_summary_json="$docs/performance-summary.json" \
     --kx_scaling="$work/scaling.dat"
 
+# The jobs replies again from a Qt 5 build: its DOM is about 2.7 times smaller per element.
+if [[ ${QT5:-1} == 1 && $filter == . ]]; then
+    cmake -S "$root" -B "$build-qt5" -DCMAKE_BUILD_TYPE=Release -DKXXML_BUILD_BENCH=ON \
+          -DKXXML_QT_MAJOR_VERSION=5 -DKXXML_BUILD_TESTS=OFF -DKXXML_BUILD_EXAMPLES=OFF >/dev/null
+    cmake --build "$build-qt5" --target kxxml-bench -j"$(nproc)"
+    "$build-qt5/bin/kxxml-bench" --benchmark_filter='^(jobs_reply|paged)/' \
+        --benchmark_repetitions="$repetitions" --benchmark_report_aggregates_only=true \
+        --kx_summary="$work/summary-qt5.md" >/dev/null
+fi
+
 cpu=$(sed -n 's/^model name[[:space:]]*:[[:space:]]*//p' /proc/cpuinfo | head -n 1)
 qt=$(sed -n 's/^Qt \([0-9.]*\) at run time.*/\1/p' "$work/summary.md")
 {
@@ -42,17 +55,30 @@ qt=$(sed -n 's/^Qt \([0-9.]*\) at run time.*/\1/p' "$work/summary.md")
     echo "<!-- results:end -->"
 } >"$work/results.md"
 
-# Replace the marked block of docs/PERFORMANCE.md (append one when there is none).
+# Replace a marked block of docs/PERFORMANCE.md (append one when there is none).
 doc=$docs/PERFORMANCE.md
-if [[ -f $doc ]] && grep -q '^<!-- results:begin' "$doc"; then
-    awk -v block="$work/results.md" '
-        /^<!-- results:begin/ { while ((getline line < block) > 0) print line; skip = 1; next }
-        /^<!-- results:end/   { skip = 0; next }
-        !skip { print }' "$doc" >"$work/doc.md"
+replace_block() { # marker, block file
+    if [[ -f $doc ]] && grep -q "^<!-- $1:begin" "$doc"; then
+        awk -v block="$2" -v begin="^<!-- $1:begin" -v end="^<!-- $1:end" '
+            $0 ~ begin { while ((getline line < block) > 0) print line; skip = 1; next }
+            $0 ~ end   { skip = 0; next }
+            !skip { print }' "$doc" >"$work/doc.md"
+    else
+        { [[ -f $doc ]] && cat "$doc"; echo; cat "$2"; } >"$work/doc.md"
+    fi
     mv "$work/doc.md" "$doc"
-else
-    { [[ -f $doc ]] && cat "$doc"; echo; cat "$work/results.md"; } >"$work/doc.md"
-    mv "$work/doc.md" "$doc"
+}
+replace_block results "$work/results.md"
+if [[ -f $work/summary-qt5.md ]]; then
+    qt5=$(sed -n 's/^Qt \([0-9.]*\) at run time.*/\1/p' "$work/summary-qt5.md")
+    {
+        echo "<!-- results-qt5:begin (written by bench/run.sh; edit outside the markers) -->"
+        echo "The same run, Qt ${qt5:-5}: the jobs replies, single and paged."
+        echo
+        grep -v '^Qt .* at run time' "$work/summary-qt5.md"
+        echo "<!-- results-qt5:end -->"
+    } >"$work/results-qt5.md"
+    replace_block results-qt5 "$work/results-qt5.md"
 fi
 
 if command -v gnuplot >/dev/null; then
