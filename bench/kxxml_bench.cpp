@@ -392,21 +392,22 @@ struct JobsRequest
     Sink client;
 };
 
-void BM_JobsReply(benchmark::State& state)
+// The jobs reply, or with @p pageSize the paged listing: time and heap peak per job.
+void BM_JobsReply(benchmark::State& state, int pageSize)
 {
     const int jobs = static_cast<int>(state.range(0));
     JobsRequest request(jobs);
     long long peak = 0;
     for (auto _ : state) {
         const memcount::Scope scope;
-        request.run();
+        request.run(pageSize);
         peak = std::max(peak, scope.peakGrowth());
     }
     state.counters["jobs"] = jobs;
     state.counters["peak_bytes_per_job"] = static_cast<double>(peak) / jobs;
     state.SetItemsProcessed(state.iterations() * jobs);
 }
-BENCHMARK(BM_JobsReply)->Name("jobs_reply/time")->Arg(1000)->Arg(10000)->Arg(50000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_JobsReply, single, 0)->Name("jobs_reply/time")->Arg(1000)->Arg(10000)->Arg(50000)->Unit(benchmark::kMillisecond);
 
 // Peak heap growth while the reply is built and delivered, beside the same reply's text
 // parsed into a QDomDocument (the document alone, and the peak while parsing).
@@ -447,21 +448,7 @@ BENCHMARK(BM_JobsReplyMemory)->Name("jobs_reply/memory")->Arg(10000)->Iterations
 
 // ---- Paged listings ----
 
-// The jobs listing in pages of 1,000, in process: time and heap peak per job.
-void BM_PagedJobs(benchmark::State& state)
-{
-    const int jobs = static_cast<int>(state.range(0));
-    JobsRequest request(jobs);
-    long long peak = 0;
-    for (auto _ : state) {
-        const memcount::Scope scope;
-        request.run(1000);
-        peak = std::max(peak, scope.peakGrowth());
-    }
-    state.counters["peak_bytes"] = static_cast<double>(peak);
-    state.SetItemsProcessed(state.iterations() * jobs);
-}
-BENCHMARK(BM_PagedJobs)->Name("paged/time")->Arg(1000)->Arg(50000)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_JobsReply, paged, 1000)->Name("paged/time")->Arg(1000)->Arg(50000)->Unit(benchmark::kMillisecond);
 
 // The longest time the event loop stands still while 50,000 jobs are listed, in pages of
 // state.range(0) (0: the single reply), seen by a probe timer that fires on every turn.

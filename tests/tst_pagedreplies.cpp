@@ -113,16 +113,32 @@ void runAll()
     runUntil([] { return false; });
 }
 
-// The replies to one request, paged by @p pageSize (0: the single reply).
-QList<Received> answer(KXCommServer* server, int code, int pageSize)
+// A router on a sample dataset with two requesters registered.
+struct Session
 {
-    XMLRouter router(server, nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    request(router, requester, code, pageSize);
+    explicit Session(Sample sample = Sample::Full) : server(openSample(sample))
+    {
+        router.add(&first);
+        router.add(&second);
+    }
+    ~Session()
+    {
+        router.remove(&first);
+        router.remove(&second);
+    }
+    std::unique_ptr<KXCommServer> server;
+    XMLRouter router{server.get(), nullptr, "router"};
+    Requester first;
+    Requester second;
+};
+
+// The replies to one request, paged by @p pageSize (0: the single reply).
+QList<Received> answer(int code, int pageSize)
+{
+    Session session;
+    request(session.router, session.first, code, pageSize);
     runAll();
-    router.remove(&requester);
-    return requester.received;
+    return session.first.received;
 }
 
 // Pages are numbered from 1, say that more follow on all but the last, and are full but
@@ -180,11 +196,10 @@ void TestPagedReplies::pagesJoinToTheSingleReply()
     QFETCH(int, code);
     QFETCH(int, pageSize);
     QFETCH(int, pages);
-    const auto server = openSample();
-    const QList<Received> single = answer(server.get(), code, 0);
+    const QList<Received> single = answer(code, 0);
     QCOMPARE(single.size(), 1);
     QVERIFY(!single[0].marked);
-    const QList<Received> paged = answer(server.get(), code, pageSize);
+    const QList<Received> paged = answer(code, pageSize);
     QCOMPARE(paged.size(), pages);
     checkPageMarks(paged, pageSize);
     QStringList joined;
@@ -210,15 +225,11 @@ void TestPagedReplies::emptyListings()
     QFETCH(int, code);
     QFETCH(bool, someJobs);
     QFETCH(int, replies);
-    const auto server = openSample(someJobs ? Sample::NoPublications : Sample::Empty);
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    request(router, requester, code, 3, false);
+    Session session(someJobs ? Sample::NoPublications : Sample::Empty);
+    request(session.router, session.first, code, 3, false);
     runAll();
-    router.remove(&requester);
-    QCOMPARE(requester.received.size(), replies);
-    for (const Received& r : requester.received) {
+    QCOMPARE(session.first.received.size(), replies);
+    for (const Received& r : session.first.received) {
         QVERIFY(r.packetables.isEmpty());
         QCOMPARE(r.page, 1);
         QVERIFY(!r.more);
@@ -227,62 +238,47 @@ void TestPagedReplies::emptyListings()
 
 void TestPagedReplies::listingsForTwoRequestersTakeTurns()
 {
-    const auto server = openSample();
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester first;
-    Requester second;
-    router.add(&first);
-    router.add(&second);
+    Session s;
     QStringList order;
-    first.onReceive = [&] { order << QStringLiteral("1:%1").arg(first.received.last().page); };
-    second.onReceive = [&] { order << QStringLiteral("2:%1").arg(second.received.last().page); };
-    request(router, first, Jobs, 3);
-    request(router, second, Books, 1);
+    s.first.onReceive = [&] { order << QStringLiteral("1:%1").arg(s.first.received.last().page); };
+    s.second.onReceive = [&] { order << QStringLiteral("2:%1").arg(s.second.received.last().page); };
+    request(s.router, s.first, Jobs, 3);
+    request(s.router, s.second, Books, 1);
     runAll();
-    router.remove(&first);
-    router.remove(&second);
     QCOMPARE(order, QStringList({QStringLiteral("1:1"), QStringLiteral("2:1"), QStringLiteral("1:2"),
                                  QStringLiteral("2:2"), QStringLiteral("1:3"), QStringLiteral("2:3")}));
-    QCOMPARE(first.packetables(), answer(server.get(), Jobs, 0).value(0).packetables);
-    QCOMPARE(second.packetables(), answer(server.get(), Books, 0).value(0).packetables);
+    QCOMPARE(s.first.packetables(), answer(Jobs, 0).value(0).packetables);
+    QCOMPARE(s.second.packetables(), answer(Books, 0).value(0).packetables);
 }
 
 void TestPagedReplies::repeatedRequestIsAnsweredAfterTheFirst()
 {
-    const auto server = openSample();
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    request(router, requester, Jobs, 4);
-    requester.onReceive = [&] {
-        if (requester.received.size() == 1)
-            request(router, requester, Jobs, 4); // the same request again, mid-listing
+    Session s;
+    request(s.router, s.first, Jobs, 4);
+    s.first.onReceive = [&] {
+        if (s.first.received.size() == 1)
+            request(s.router, s.first, Jobs, 4); // the same request again, mid-listing
     };
     runAll();
-    router.remove(&requester);
     QList<int> pages;
-    for (const Received& r : requester.received)
+    for (const Received& r : s.first.received)
         pages << r.page;
     QCOMPARE(pages, QList<int>({1, 2, 3, 1, 2, 3}));
-    const QStringList single = answer(server.get(), Jobs, 0).value(0).packetables;
-    QCOMPARE(requester.packetables(), single + single);
+    const QStringList single = answer(Jobs, 0).value(0).packetables;
+    QCOMPARE(s.first.packetables(), single + single);
 }
 
 void TestPagedReplies::pageBuiltAfterThePreviousWasDelivered()
 {
-    const auto server = openSample();
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester requester;
-    router.add(&requester);
+    Session s;
     int ticks = 0;
     QList<int> ticksAtPage;
     QTimer probe; // fires on every turn of the event loop
     connect(&probe, &QTimer::timeout, [&] { ++ticks; });
     probe.start(0);
-    requester.onReceive = [&] { ticksAtPage << ticks; };
-    request(router, requester, Jobs, 1);
-    runUntil([&] { return requester.received.size() == 9; });
-    router.remove(&requester);
+    s.first.onReceive = [&] { ticksAtPage << ticks; };
+    request(s.router, s.first, Jobs, 1);
+    runUntil([&] { return s.first.received.size() == 9; });
     QCOMPARE(ticksAtPage.size(), 9);
     for (int i = 1; i < ticksAtPage.size(); ++i)
         QVERIFY2(ticksAtPage[i] > ticksAtPage[i - 1], "two pages in one turn of the event loop");
@@ -290,21 +286,15 @@ void TestPagedReplies::pageBuiltAfterThePreviousWasDelivered()
 
 void TestPagedReplies::requesterRemovedStopsTheListing()
 {
-    const auto server = openSample();
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester leaving;
-    Requester staying;
-    router.add(&leaving);
-    router.add(&staying);
-    leaving.onReceive = [&] { router.remove(&leaving); };
-    request(router, leaving, Jobs, 2);
-    request(router, leaving, Books, 1); // waiting behind the first: dropped too
-    request(router, staying, Publications, 1);
+    Session s;
+    s.first.onReceive = [&] { s.router.remove(&s.first); };
+    request(s.router, s.first, Jobs, 2);
+    request(s.router, s.first, Books, 1); // waiting behind the first: dropped too
+    request(s.router, s.second, Publications, 1);
     runAll();
-    QCOMPARE(leaving.received.size(), 1);
-    QCOMPARE(staying.received.size(), 2);
-    QCOMPARE(server->queryCount("getBooks"), 0); // the waiting listing never started
-    router.remove(&staying);
+    QCOMPARE(s.first.received.size(), 1);
+    QCOMPARE(s.second.received.size(), 2);
+    QCOMPARE(s.server->queryCount("getBooks"), 0); // the waiting listing never started
     // The records the listing never sent are freed: the sanitizer build reports any leak.
 }
 
