@@ -25,9 +25,10 @@ class XMLAction;
 /// chooses one job per publication over the whole listing). Each packet is marked with its
 /// page number and whether more follow (XMLPacket::getPage(), XMLPacket::getMorePages()).
 /// An empty listing answers as the single reply does: the job list with one empty page, the
-/// others with none (publications: one empty page when jobs were found). Pages are built one
-/// per turn of the event loop, each after the previous one was delivered, so the application
-/// stays responsive and only one page is in memory at a time. A requester's listings are
+/// others with none (publications: one empty page when jobs were found). The host is queried
+/// once per listing; pages are then built a few packetables per turn of the event loop, each
+/// page after the previous one was handed to the router, so the application stays responsive
+/// and holds one page of a listing at a time. A requester's listings are
 /// answered one after the other in the order asked; listings for different requesters take
 /// turns. A listing stops, freeing everything, when its requester leaves the router or the
 /// router is destroyed.
