@@ -90,6 +90,161 @@ QString qualifiedName(const QDomNode& n)
     return prefix.isEmpty() ? n.localName() : prefix + QLatin1Char(':') + n.localName();
 }
 
+// ---- Comparing two trees without writing them ----
+//
+// Trees that are the same node for node (types, names, namespaces, attribute sets, values)
+// are written the same, whatever they hold. Trees that differ are written differently
+// only where the writer's text can be read back unambiguously; where it cannot, the
+// texts themselves are compared. The rules below follow from how the writer above writes:
+// - names, attribute values and text are written with escapes that cannot be mistaken
+//   for markup, but names are written as they are: a name is only trusted when it is
+//   made of name characters;
+// - comments, processing instructions, CDATA sections and entity references are written
+//   as they are, and adjacent text-like nodes run together, so they can mimic anything;
+// - indentation is blanks and line feeds: a text node made only of those can pass for it;
+// - namespaced attributes bring declarations that a plain attribute named xmlns... can
+//   imitate, and Qt may hold several of them under one name.
+
+enum class Match { Same, Differ, Unsure };
+
+bool isNameCharacter(QChar c)
+{
+    const char16_t u = c.unicode();
+    return (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || (u >= u'0' && u <= u'9') || u == u'_'
+            || u == u'-' || u == u'.';
+}
+
+bool isPlainName(const QString& name)
+{
+    return !name.isEmpty() && std::all_of(name.cbegin(), name.cend(), isNameCharacter);
+}
+
+/// Whether an element's start tag can be read back: a plain name, no prefix, and plain
+/// attributes (no namespace, a plain name other than xmlns).
+bool hasReadableStartTag(const QDomNode& e)
+{
+    if (!isPlainName(qualifiedName(e)) || !e.prefix().isEmpty())
+        return false;
+    const QDomNamedNodeMap map = e.attributes();
+    for (int i = 0, count = map.count(); i < count; ++i) {
+        const QDomNode a = map.item(i);
+        if (!a.namespaceURI().isNull() || !isPlainName(a.nodeName()) || a.nodeName() == QLatin1String("xmlns"))
+            return false;
+    }
+    return true;
+}
+
+/// Whether a text node's text can be told from what follows it and from indentation:
+/// inside an element, followed by an element or by the end, with a character other than
+/// blank or line feed. (What comes before it is the same in both trees.)
+bool hasReadableText(const QDomNode& t)
+{
+    const QDomNode next = t.nextSibling();
+    if (t.nodeType() != QDomNode::TextNode || !t.parentNode().isElement() || !(next.isNull() || next.isElement()))
+        return false;
+    const QString value = t.nodeValue();
+    return std::any_of(value.cbegin(), value.cend(), [](QChar c) { return c != u' ' && c != u'\n'; });
+}
+
+/// Two nodes at the same place in their trees, one of them possibly absent, that differ:
+/// their texts differ for sure when each present node can be read back.
+Match differing(const QDomNode& a, const QDomNode& b)
+{
+    auto readable = [](const QDomNode& n) {
+        return n.isNull() || (n.isElement() ? hasReadableStartTag(n) : hasReadableText(n));
+    };
+    return readable(a) && readable(b) ? Match::Differ : Match::Unsure;
+}
+
+/// Compares the attributes of two elements as sets.
+Match matchAttributes(const QDomNode& a, const QDomNode& b)
+{
+    const QDomNamedNodeMap left = a.attributes();
+    const QDomNamedNodeMap right = b.attributes();
+    const int count = left.count();
+    if (count != right.count())
+        return differing(a, b);
+    for (int i = 0; i < count; ++i) {
+        const QDomNode l = left.item(i);
+        if (!l.namespaceURI().isNull())
+            return Match::Unsure;
+        const QDomNode r = right.namedItem(l.nodeName());
+        if (r.isNull())
+            return differing(a, b);
+        if (!r.namespaceURI().isNull())
+            return Match::Unsure;
+        if (r.nodeValue() != l.nodeValue())
+            return differing(a, b);
+    }
+    return Match::Same;
+}
+
+/// Compares what the writer reads of two nodes themselves (not their children).
+Match matchNodes(const QDomNode& a, const QDomNode& b)
+{
+    const QDomNode::NodeType type = a.nodeType();
+    if (type != b.nodeType())
+        return differing(a, b);
+    switch (type) {
+    case QDomNode::ElementNode: {
+        const QString aUri = a.namespaceURI();
+        const QString bUri = b.namespaceURI();
+        if (aUri.isNull() != bUri.isNull() || aUri != bUri)
+            return differing(a, b);
+        if (qualifiedName(a) != qualifiedName(b))
+            return differing(a, b);
+        return matchAttributes(a, b);
+    }
+    case QDomNode::TextNode:
+    case QDomNode::CDATASectionNode:
+    case QDomNode::CommentNode:
+        return a.nodeValue() == b.nodeValue() ? Match::Same : differing(a, b);
+    case QDomNode::ProcessingInstructionNode:
+        return a.nodeName() == b.nodeName() && a.nodeValue() == b.nodeValue() ? Match::Same : Match::Unsure;
+    case QDomNode::EntityReferenceNode:
+        return a.nodeName() == b.nodeName() ? Match::Same : Match::Unsure;
+    default:
+        return Match::Unsure; // written through Qt: not compared here
+    }
+}
+
+/// Walks two documents in step, node by node in document order, and stops at the first
+/// difference. Without recursion, like the writer.
+Match matchDocuments(const QDomDocument& a, const QDomDocument& b)
+{
+    if (!a.doctype().name().isEmpty() || !b.doctype().name().isEmpty())
+        return Match::Unsure;
+    QDomNode parentA = a;
+    QDomNode parentB = b;
+    QDomNode x = a.firstChild();
+    QDomNode y = b.firstChild();
+    for (;;) {
+        if (x.isNull() || y.isNull()) {
+            if (!x.isNull() || !y.isNull())
+                return differing(x, y);
+            if (parentA == a)
+                return Match::Same;
+            x = parentA.nextSibling();
+            y = parentB.nextSibling();
+            parentA = parentA.parentNode();
+            parentB = parentB.parentNode();
+            continue;
+        }
+        const Match match = matchNodes(x, y);
+        if (match != Match::Same)
+            return match;
+        if (x.isElement()) {
+            parentA = x;
+            parentB = y;
+            x = x.firstChild();
+            y = y.firstChild();
+        } else {
+            x = x.nextSibling();
+            y = y.nextSibling();
+        }
+    }
+}
+
 } // namespace
 
 XMLWriter::XMLWriter(const QDomNode& node)
@@ -113,6 +268,18 @@ QString XMLWriter::write(const QDomNode& node)
 }
 
 bool XMLWriter::sameText(const QDomNode& a, const QDomNode& b)
+{
+    if (a.isDocument() && b.isDocument()) {
+        switch (matchDocuments(a.toDocument(), b.toDocument())) {
+        case Match::Same: return true;
+        case Match::Differ: return false;
+        case Match::Unsure: break;
+        }
+    }
+    return sameWrittenText(a, b);
+}
+
+bool XMLWriter::sameWrittenText(const QDomNode& a, const QDomNode& b)
 {
     XMLWriter left(a);
     XMLWriter right(b);

@@ -7,18 +7,21 @@
 /// each element's attributes come in order of their names, so the text does not depend on
 /// Qt's hash order. Walks the tree without recursion, so depth is bounded by memory only.
 ///
-/// The text is produced a step at a time (one tag, text node or closing tag per step), so
-/// that two trees can be compared as text without writing either whole: sameText stops at
-/// the first step where the texts part.
+/// Two documents are compared node by node without writing them (sameText); where the
+/// writer's text could not tell the two trees apart there, their texts are compared, written
+/// a step at a time (one tag, text node or closing tag per step) so that the comparison
+/// stops at the first step where the texts part.
 class XMLWriter
 {
 public:
     /// The whole text of @p node.
     static QString write(const QDomNode& node);
-    /// Whether write(@p a) == write(@p b), stopping as soon as the texts differ.
+    /// Whether write(@p a) == write(@p b), stopping at the first difference.
     static bool sameText(const QDomNode& a, const QDomNode& b);
 
 private:
+    /// sameText by writing both texts, a step at a time.
+    static bool sameWrittenText(const QDomNode& a, const QDomNode& b);
     explicit XMLWriter(const QDomNode& node);
 
     /// Appends the next step's text to @p out; false when there is nothing left to write.
