@@ -2,6 +2,7 @@
 
 #include <QDomDocument>
 #include <QDomNamedNodeMap>
+#include <QHash>
 #include <QIODevice>
 #include <QSet>
 #include <QTextStream>
@@ -156,24 +157,69 @@ Match differing(const QDomNode& a, const QDomNode& b)
     return readable(a) && readable(b) ? Match::Differ : Match::Unsure;
 }
 
-/// Compares the attributes of two elements as sets.
-Match matchAttributes(const QDomNode& a, const QDomNode& b)
+/// The attribute names last seen on elements of each name. Enumerating an element's
+/// attributes through Qt costs a walk of its hash for each one, looking one up by name does
+/// not: the names seen before are tried first, and the guess is checked every time.
+class AttributeNames
 {
+public:
+    /// The names last seen on elements named @p elementName: a guess.
+    QStringList& guess(const QString& elementName)
+    {
+        if (seen.size() > 512)
+            seen.clear(); // names of foreign content must not make it grow without end
+        return seen[elementName];
+    }
+    /// Replaces @p guess by the names of @p attributes; false, with no guess left, when one
+    /// of them is namespaced (their names need not be distinct).
+    static bool learn(QStringList& guess, const QDomNamedNodeMap& attributes)
+    {
+        guess.clear();
+        for (int i = 0, count = attributes.count(); i < count; ++i) {
+            const QDomNode a = attributes.item(i);
+            if (!a.namespaceURI().isNull()) {
+                guess.clear();
+                return false;
+            }
+            guess << a.nodeName();
+        }
+        return true;
+    }
+
+private:
+    QHash<QString, QStringList> seen;
+};
+
+/// Compares the attributes of two elements named @p name as sets.
+Match matchAttributes(const QDomNode& a, const QDomNode& b, const QString& name)
+{
+    if (!a.hasAttributes() && !b.hasAttributes())
+        return Match::Same;
     const QDomNamedNodeMap left = a.attributes();
     const QDomNamedNodeMap right = b.attributes();
     const int count = left.count();
     if (count != right.count())
         return differing(a, b);
-    for (int i = 0; i < count; ++i) {
-        const QDomNode l = left.item(i);
-        if (!l.namespaceURI().isNull())
+    thread_local AttributeNames seen;
+    QStringList& names = seen.guess(name);
+    bool learned = names.size() != count;
+    if (learned && !AttributeNames::learn(names, left))
+        return Match::Unsure;
+    // count distinct names found on both sides with equal values: the same sets.
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        const QDomNode l = left.namedItem(names.at(i));
+        if (l.isNull()) {
+            if (learned || !AttributeNames::learn(names, left))
+                return Match::Unsure;
+            learned = true;
+            i = -1;
+            continue;
+        }
+        const QDomNode r = right.namedItem(names.at(i));
+        // Qt may hold several namespaced attributes under one name.
+        if (!l.namespaceURI().isNull() || (!r.isNull() && !r.namespaceURI().isNull()))
             return Match::Unsure;
-        const QDomNode r = right.namedItem(l.nodeName());
-        if (r.isNull())
-            return differing(a, b);
-        if (!r.namespaceURI().isNull())
-            return Match::Unsure;
-        if (r.nodeValue() != l.nodeValue())
+        if (r.isNull() || r.nodeValue() != l.nodeValue())
             return differing(a, b);
     }
     return Match::Same;
@@ -191,9 +237,10 @@ Match matchNodes(const QDomNode& a, const QDomNode& b)
         const QString bUri = b.namespaceURI();
         if (aUri.isNull() != bUri.isNull() || aUri != bUri)
             return differing(a, b);
-        if (qualifiedName(a) != qualifiedName(b))
+        const QString name = aUri.isNull() ? a.nodeName() : qualifiedName(a);
+        if (name != (bUri.isNull() ? b.nodeName() : qualifiedName(b)))
             return differing(a, b);
-        return matchAttributes(a, b);
+        return matchAttributes(a, b, name);
     }
     case QDomNode::TextNode:
     case QDomNode::CDATASectionNode:
@@ -233,7 +280,7 @@ Match matchDocuments(const QDomDocument& a, const QDomDocument& b)
         const Match match = matchNodes(x, y);
         if (match != Match::Same)
             return match;
-        if (x.isElement()) {
+        if (x.isElement() && (x.hasChildNodes() || y.hasChildNodes())) {
             parentA = x;
             parentB = y;
             x = x.firstChild();
@@ -267,14 +314,12 @@ QString XMLWriter::write(const QDomNode& node)
     return out;
 }
 
-bool XMLWriter::sameText(const QDomNode& a, const QDomNode& b)
+bool XMLWriter::sameText(const QDomDocument& a, const QDomDocument& b)
 {
-    if (a.isDocument() && b.isDocument()) {
-        switch (matchDocuments(a.toDocument(), b.toDocument())) {
-        case Match::Same: return true;
-        case Match::Differ: return false;
-        case Match::Unsure: break;
-        }
+    switch (matchDocuments(a, b)) {
+    case Match::Same: return true;
+    case Match::Differ: return false;
+    case Match::Unsure: break;
     }
     return sameWrittenText(a, b);
 }

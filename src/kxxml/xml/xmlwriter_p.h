@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QDomNode>
+#include <QDomDocument>
 #include <QString>
 
 /// Writes DOM nodes as XML text: exactly what QDomNode::save(stream, 1) writes, except that
@@ -17,7 +17,7 @@ public:
     /// The whole text of @p node.
     static QString write(const QDomNode& node);
     /// Whether write(@p a) == write(@p b), stopping at the first difference.
-    static bool sameText(const QDomNode& a, const QDomNode& b);
+    static bool sameText(const QDomDocument& a, const QDomDocument& b);
 
 private:
     /// sameText by writing both texts, a step at a time.
