@@ -13,4 +13,5 @@
 #include <kxxml/ui/xmlactiongroup.h>
 #include <kxxml/ui/xmlui.h>
 #include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/messaging/xmlrouterobserver.h>
 #include <kxxml/commserver/xmlcommserver.h>
