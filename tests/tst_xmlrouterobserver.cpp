@@ -1,13 +1,17 @@
 // XMLRouterObserver and XMLRouterLogger: every event in order for a scripted session,
-// observers that detach, attach or die inside a callback, and lifetimes.
+// observers that detach, attach or die inside a callback, lifetimes, and the logger's lines
+// through Qt's message handler.
 #include "routertesthelpers.h"
 #include "testhelpers.h"
 
 #include <kxxml/messaging/xmlagent.h>
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/messaging/xmlrouterlogger.h>
+#include <kxxml/ui/xmlaction.h>
 #include <kxxml/xml/xmlmessage.h>
 
+#include <QLoggingCategory>
 #include <QMetaMethod>
 #include <QtTest>
 
@@ -99,6 +103,16 @@ void runEventLoop()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
+// Messages of the logger's categories, by category.
+std::map<QString, QStringList> captured;
+
+void captureRouterMessages(QtMsgType, const QMessageLogContext& context, const QString& message)
+{
+    const QString category = QString::fromUtf8(context.category);
+    if (category.startsWith(QLatin1String("kxxml.router")))
+        captured[category] << message;
+}
+
 } // namespace
 
 class TestXmlRouterObserver : public QObject
@@ -110,6 +124,8 @@ private Q_SLOTS:
     void changesFromCallbacks_data();
     void changesFromCallbacks();
     void lifetimes();
+    void logger_data();
+    void logger();
 };
 
 void TestXmlRouterObserver::scriptedSession()
@@ -252,6 +268,87 @@ void TestXmlRouterObserver::lifetimes()
     }
     // The comm-server agent leaving router one; a's removal went uncounted, unobserved.
     QCOMPARE(log, TestHelpers::words("second2"));
+}
+
+void TestXmlRouterObserver::logger_data()
+{
+    QTest::addColumn<QString>("rules");
+    QTest::addColumn<bool>("events");
+    QTest::addColumn<bool>("packets");
+    QTest::newRow("off by default") << "" << false << false;
+    QTest::newRow("events") << "kxxml.router.debug=true" << true << false;
+    QTest::newRow("packets") << "kxxml.router.packets.debug=true" << false << true;
+    QTest::newRow("both") << "kxxml.router*.debug=true" << true << true;
+}
+
+void TestXmlRouterObserver::logger()
+{
+    QFETCH(QString, rules);
+    QFETCH(bool, events);
+    QFETCH(bool, packets);
+
+    captured.clear();
+    QLoggingCategory::setFilterRules(rules);
+    const QtMessageHandler previous = qInstallMessageHandler(captureRouterMessages);
+
+    Log log;
+    Agent a(log), b(log), stranger(log);
+    stranger.setAgentID(77);
+    XMLRouterLogger logger;
+    XMLRouter router(nullptr, nullptr, "r");
+    router.addObserver(&logger);
+    router.setAgentBroker(new Broker(log));
+    router.add(&a);
+    router.add(&b);
+    XMLPacket* request = a.getXMLPacket(2);
+    XMLAction action(QStringLiteral("jobs"), 1003, 1);
+    request->appendV(action);
+    auto* repeated = new XMLPacket;
+    *repeated = *request;
+    XMLPacket* unknown = stranger.packet(1, QStringLiteral("hello"));
+    XMLPacket* late = a.packet(2, QStringLiteral("late"));
+    // The texts whose length and content the logger writes.
+    const QString requestText = request->packetText();
+    const QString unknownText = unknown->packetText();
+    const QString lateText = late->packetText();
+
+    router.send(request);
+    router.send(repeated);
+    router.send(unknown);
+    runEventLoop();
+    router.remove(&b);
+    router.send(late);
+    runEventLoop();
+    router.supplyAgentOfType(8);
+    router.removeObserver(&logger); // nothing more is written
+    router.remove(&a);
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+
+    const int requestSize = int(requestText.size());
+    const QStringList expectedEvents = {
+        QStringLiteral("1 agent-added agent=1 type=1"),
+        QStringLiteral("2 agent-added agent=2 type=1"),
+        QStringLiteral("3 accepted src=1 dst=2 type=1003 size=%1").arg(requestSize),
+        QStringLiteral("4 refused src=1 dst=2 type=1003 size=%1 reason=repetition").arg(requestSize),
+        QStringLiteral("5 refused src=77 dst=1 size=%1 reason=unregistered-source").arg(unknownText.size()),
+        QStringLiteral("6 delivered src=1 dst=2 type=1003 size=%1").arg(requestSize),
+        QStringLiteral("7 agent-removed agent=2 type=1"),
+        QStringLiteral("8 accepted src=1 dst=2 size=%1").arg(lateText.size()),
+        QStringLiteral("9 undeliverable src=1 dst=2 size=%1").arg(lateText.size()),
+        QStringLiteral("10 agent-added agent=3 type=8"),
+        QStringLiteral("11 broker-asked agent=3 type=8"),
+    };
+    auto whole = [](const char* event, const QString& packetText) -> QString {
+        return QString::fromLatin1(event) + u'\n' + packetText.chopped(1); // without its last line feed
+    };
+    const QStringList expectedPackets = {
+        whole("3 accepted", requestText),    whole("4 refused", requestText),
+        whole("5 refused", unknownText),     whole("6 delivered", requestText),
+        whole("8 accepted", lateText),       whole("9 undeliverable", lateText),
+    };
+    QCOMPARE(captured[QStringLiteral("kxxml.router")], events ? expectedEvents : QStringList());
+    QCOMPARE(captured[QStringLiteral("kxxml.router.packets")], packets ? expectedPackets : QStringList());
 }
 
 QTEST_GUILESS_MAIN(TestXmlRouterObserver)

@@ -14,4 +14,5 @@
 #include <kxxml/ui/xmlui.h>
 #include <kxxml/messaging/xmlrouter.h>
 #include <kxxml/messaging/xmlrouterobserver.h>
+#include <kxxml/messaging/xmlrouterlogger.h>
 #include <kxxml/commserver/xmlcommserver.h>

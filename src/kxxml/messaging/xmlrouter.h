@@ -31,7 +31,7 @@ class XMLPacket;
 /// agent registered or unregistered and every request to the broker, without changing what
 /// the router does. Observers are a plain interface rather than signals, so the router's
 /// meta-object keeps no signals, and a router that nobody watches pays one test of an empty
-/// list per event.
+/// list per event. XMLRouterLogger is a ready-made observer that writes through Qt's logging.
 class KXXML_EXPORT XMLRouter : public QObject
 {
     Q_OBJECT
