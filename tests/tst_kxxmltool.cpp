@@ -101,6 +101,8 @@ private Q_SLOTS:
     void archiveReferences();
     void demo_data();
     void demo();
+    void trace_data();
+    void trace();
     void help_data();
     void help();
     void sameBytesTwice_data();
@@ -470,6 +472,54 @@ void TestKxXmlTool::demo()
     const QDomElement checked = parse(text.mid(text.lastIndexOf(QStringLiteral("<action "))).toUtf8());
     QCOMPARE(checked.attribute(QStringLiteral("type")), QStringLiteral("1003"));
     QCOMPARE(child(checked, "checked").text(), QStringLiteral("1"));
+}
+
+void TestKxXmlTool::trace_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("events"); // the trace's lines without "kxxml: trace: <seq> " and sizes
+    auto request = [](int code) {
+        const QString type = QString::number(code);
+        return QStringList{QStringLiteral("accepted src=1 dst=-1 type=") + type,
+                           QStringLiteral("delivered src=1 dst=-1 type=") + type,
+                           QStringLiteral("accepted src=-1 dst=1"), QStringLiteral("delivered src=-1 dst=1")};
+    };
+    const QString added = QStringLiteral("agent-added agent=1 type=100");
+    const QStringList removed = {QStringLiteral("agent-removed agent=1 type=100"),
+                                 QStringLiteral("agent-removed agent=-1 type=0")};
+    QTest::newRow("request") << args("request jobs --include-publications") << QStringList(added) + request(1003) + removed;
+    QTest::newRow("demo") << args("demo")
+                          << QStringList(added) + request(1000) + request(1001) + request(1002) + request(1003) + removed;
+}
+
+// The trace is on standard error, one line per router event, and standard output is as without it.
+void TestKxXmlTool::trace()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QStringList, events);
+
+    const Run plain = runTool(arguments);
+    const Run traced = runTool(arguments + args("--trace"));
+    QCOMPARE(traced.status, 0);
+    QCOMPARE(traced.out, plain.out);
+    QVERIFY(plain.err.isEmpty());
+
+    const QRegularExpression line(QStringLiteral("^kxxml: trace: (\\d+) (.*?)(?: size=(\\d+))?$"));
+    QStringList seen;
+    qsizetype lastSize = -1;
+    const QList<QByteArray> lines = traced.err.split('\n');
+    QCOMPARE(lines.constLast(), QByteArray()); // every line ends
+    for (const QByteArray& text : lines.mid(0, lines.size() - 1)) {
+        const QRegularExpressionMatch match = line.match(QString::fromUtf8(text));
+        QVERIFY2(match.hasMatch(), text.constData());
+        QCOMPARE(match.captured(1).toInt(), seen.size() + 1);
+        seen << match.captured(2);
+        if (!match.captured(3).isEmpty())
+            lastSize = match.captured(3).toInt();
+    }
+    QCOMPARE(seen, events);
+    if (arguments.constFirst() == QLatin1String("request"))
+        QCOMPARE(lastSize, plain.out.size()); // the reply, printed as it is (ASCII)
 }
 
 void TestKxXmlTool::help_data()

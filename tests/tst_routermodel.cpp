@@ -1,6 +1,10 @@
 // XMLRouter against a small reference model of its rules: seeded random sequences of add,
 // remove, send (also from inside receive), broker requests, getNextAgentID and event-loop
-// runs, compared step by step. A failure names its seed and the steps that led to it.
+// runs, compared step by step. A failure names its seed and the steps that led to it. Every
+// sequence runs twice: unobserved, and with an observer whose events are checked against the
+// model too, and whose presence must change nothing.
+#include "routertesthelpers.h"
+
 #include <kxxml/messaging/xmlagent.h>
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlrouter.h>
@@ -46,6 +50,15 @@ public:
     Sequence& sequence;
 };
 
+/// Reports the router's events to the sequence.
+class Watcher : public TestHelpers::TextObserver
+{
+public:
+    explicit Watcher(Sequence& s) : sequence(s) {}
+    void event(quint64 n, const QString& text, const XMLPacket* packet) override;
+    Sequence& sequence;
+};
+
 /// One packet as the model knows it: equal packets have equal source, destination and word.
 struct ModelPacket
 {
@@ -59,9 +72,13 @@ struct ModelPacket
 class Sequence
 {
 public:
-    explicit Sequence(quint32 seed)
+    Sequence(quint32 seed, bool observed)
         : random(seed), router(std::make_unique<XMLRouter>(nullptr, nullptr, "model"))
     {
+        if (observed) {
+            watcher = std::make_unique<Watcher>(*this);
+            router->addObserver(watcher.get());
+        }
     }
 
     ~Sequence()
@@ -104,6 +121,7 @@ public:
         trace << QStringLiteral("destroy the router");
         router.reset();
         checkNothingExpected(QStringLiteral("the router's destruction"));
+        checkWatched(QStringLiteral("unregistered -1 type 0"), QStringLiteral("the router's destruction"));
     }
 
     // ---- what agents report ----
@@ -114,6 +132,8 @@ public:
         observe({true, agent->getAgentID(), serial});
         if (known != serials.end()) {
             const ModelPacket& sent = packets.at(serial);
+            checkWatched(QStringLiteral("delivered %1->%2 #%3").arg(sent.source).arg(sent.destination).arg(serial),
+                         QStringLiteral("receive"));
             check(packet->getSourceAgentID() == sent.source && packet->getDestinationAgentID() == sent.destination,
                   QStringLiteral("packet %1 arrived with other ids").arg(serial));
         }
@@ -147,7 +167,25 @@ public:
         Agent* agent = newAgent(type);
         router->add(agent);
         registerInModel(agent);
+        checkWatched(QStringLiteral("registered %1 type %2").arg(agent->getAgentID()).arg(type), QStringLiteral("broker"));
         return agent->getAgentID();
+    }
+
+    // ---- what the observer reports ----
+    // Packet events as "delivered 2->3 #4", with the packet's serial.
+    void watched(quint64 number, const QString& event, const XMLPacket* packet)
+    {
+        check(number == lastNumber + 1, QStringLiteral("event %1 follows event %2").arg(number).arg(lastNumber));
+        lastNumber = number;
+        lastWatched = event;
+        ++watchedEvents;
+        if (packet) {
+            const auto known = serials.find(const_cast<XMLPacket*>(packet));
+            const int serial = known == serials.end() ? -1 : known->second;
+            lastWatched += QStringLiteral(" #%1").arg(serial);
+            if (event.startsWith(QLatin1String("undeliverable")))
+                watchedUndeliverable.insert(serial);
+        }
     }
 
     QString failure;
@@ -180,6 +218,7 @@ private:
             agent = newAgent(1 + int(random.bounded(3)));
         router->add(agent);
         registerInModel(agent);
+        checkWatched(QStringLiteral("registered %1 type %2").arg(agent->getAgentID()).arg(agent->getAgentType()), what);
         trace << QStringLiteral("%1 -> id %2 (type %3%4)").arg(what).arg(agent->getAgentID()).arg(agent->getAgentType())
                      .arg(QLatin1String(agent->wantAgentRemovalNotifications() ? ", listens" : ""));
     }
@@ -197,6 +236,7 @@ private:
         expectNotifications(id);
         router->remove(agent);
         checkNothingExpected(what);
+        checkWatched(QStringLiteral("unregistered %1 type %2").arg(id).arg(agent->getAgentType()), what);
     }
 
     void send(const QString& what, int source)
@@ -217,20 +257,25 @@ private:
         });
 
         QString fate;
+        QString event;
         if (source != -1 && registry.count(source) == 0) {
             dropped.insert(serial);
             fate = QStringLiteral("dropped: unregistered source");
+            event = QStringLiteral("refused unregistered");
         } else if (!queue.empty() && sameContent(packets.at(queue.back()), packets.at(serial))) {
             dropped.insert(serial);
             fate = QStringLiteral("dropped: repeats packet %1").arg(queue.back());
+            event = QStringLiteral("refused repetition");
         } else {
             queue.push_back(serial);
             fate = QStringLiteral("queued");
+            event = QStringLiteral("accepted");
         }
         trace << QStringLiteral("%1 packet %2: %3 -> %4 word %5, %6").arg(what).arg(serial).arg(source).arg(destination)
                      .arg(word).arg(fate);
         router->send(packet);
         check(destroyed.count(serial) == 0, QStringLiteral("packet %1 deleted at once by send").arg(serial));
+        checkWatched(QStringLiteral("%1 %2->%3 #%4").arg(event).arg(source).arg(destination).arg(serial), what);
     }
 
     void nextId(const QString& what)
@@ -252,11 +297,16 @@ private:
             }
         }
         const bool creates = expectedId == 0 && hasBroker;
+        const int eventsBefore = watchedEvents;
         const int id = router->supplyAgentOfType(type);
         if (creates)
             expectedId = lastId; // the broker registered it in the model as it was added
         trace << QStringLiteral("%1 type %2 -> %3%4").arg(what).arg(type).arg(id).arg(QLatin1String(creates ? " (created)" : ""));
         check(id == expectedId, QStringLiteral("%1 type %2 gave %3, expected %4").arg(what).arg(type).arg(id).arg(expectedId));
+        if (creates)
+            checkWatched(QStringLiteral("broker %1 -> %2").arg(type).arg(id), what);
+        else if (watcher)
+            check(watchedEvents == eventsBefore, QStringLiteral("%1: the observer saw an event").arg(what));
     }
 
     void setBroker()
@@ -277,7 +327,10 @@ private:
         check(queue.empty(), QStringLiteral("the run left %1 packets undelivered").arg(queue.size()));
         for (const int serial : undeliverable)
             check(destroyed.count(serial) > 0, QStringLiteral("undeliverable packet %1 was not deleted").arg(serial));
+        if (watcher)
+            check(watchedUndeliverable == undeliverable, QStringLiteral("the observer saw other undeliverable packets"));
         undeliverable.clear();
+        watchedUndeliverable.clear();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         for (const int serial : dropped)
             check(destroyed.count(serial) > 0, QStringLiteral("dropped packet %1 was never deleted").arg(serial));
@@ -383,6 +436,13 @@ private:
         return std::next(registry.begin(), qsizetype(random.bounded(quint32(registry.size()))))->first;
     }
 
+    // The observer's last event, when there is one.
+    void checkWatched(const QString& event, const QString& after)
+    {
+        if (watcher && lastWatched != event)
+            check(false, QStringLiteral("after %1, the observer saw '%2', expected '%3'").arg(after, lastWatched, event));
+    }
+
     void check(bool holds, const QString& what)
     {
         if (!holds && failure.isEmpty())
@@ -402,7 +462,13 @@ private:
     std::map<Agent*, int> idOf;     // each agent's current id
     std::deque<Event> expected;
     bool running = false;
+    // The observer's view.
+    quint64 lastNumber = 0;
+    QString lastWatched;
+    int watchedEvents = 0;
+    std::set<int> watchedUndeliverable;
     std::vector<std::unique_ptr<Agent>> agents; // declared before the router: outlive it
+    std::unique_ptr<Watcher> watcher;           // likewise
     std::unique_ptr<XMLRouter> router;
 
     friend class Agent;
@@ -412,6 +478,8 @@ void Agent::receive(XMLPacket* packet) { sequence.received(this, packet); }
 void Agent::agentRemoved(int gone) { sequence.notified(this, gone); }
 int Broker::createAgentOfType(int type) { return sequence.brokerCreates(type); }
 
+void Watcher::event(quint64 n, const QString& text, const XMLPacket* packet) { sequence.watched(n, text, packet); }
+
 } // namespace
 
 class TestRouterModel : public QObject
@@ -419,11 +487,20 @@ class TestRouterModel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void randomSequences_data();
     void randomSequences();
 };
 
+void TestRouterModel::randomSequences_data()
+{
+    QTest::addColumn<bool>("observed");
+    QTest::newRow("unobserved") << false;
+    QTest::newRow("observed") << true;
+}
+
 void TestRouterModel::randomSequences()
 {
+    QFETCH(bool, observed);
     constexpr int kSequences = 2000;
     constexpr int kSteps = 60;
     int events = 0;
@@ -431,7 +508,7 @@ void TestRouterModel::randomSequences()
         QString failure;
         QStringList trace;
         {
-            Sequence sequence(seed);
+            Sequence sequence(seed, observed);
             for (int step = 0; step < kSteps && sequence.failure.isEmpty(); ++step)
                 sequence.step();
             if (sequence.failure.isEmpty())

@@ -13,4 +13,6 @@
 #include <kxxml/ui/xmlactiongroup.h>
 #include <kxxml/ui/xmlui.h>
 #include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/messaging/xmlrouterobserver.h>
+#include <kxxml/messaging/xmlrouterlogger.h>
 #include <kxxml/commserver/xmlcommserver.h>

@@ -1,6 +1,7 @@
 #include "democommand.h"
 
 #include "datasetsource.h"
+#include "routertrace.h"
 #include "session.h"
 
 #include <kxxml/messaging/xmlpacket.h>
@@ -40,7 +41,7 @@ QString DemoCommand::name() const
 
 QString DemoCommand::synopsis() const
 {
-    return QStringLiteral("[--dataset FILE]");
+    return QStringLiteral("[--dataset FILE] [--trace]");
 }
 
 QString DemoCommand::summary() const
@@ -51,6 +52,7 @@ QString DemoCommand::summary() const
 void DemoCommand::addOptions(QCommandLineParser& parser) const
 {
     parser.addOption(datasetOption());
+    parser.addOption(RouterTrace::option());
 }
 
 Outcome DemoCommand::execute(const QCommandLineParser& parser)
@@ -64,7 +66,7 @@ Outcome DemoCommand::execute(const QCommandLineParser& parser)
         return badInput(error);
     const QString host = QString::fromStdString(server->getConnectedHostname());
     const unsigned int port = server->getConnectedPortnum();
-    Session session(std::move(server));
+    Session session(std::move(server), parser.isSet(RouterTrace::option()));
     RequestAgent& agent = session.agent();
 
     QString text = QStringLiteral("kxxml demo on %1 (server %2:%3), the tool's agent has id %4\n\n")

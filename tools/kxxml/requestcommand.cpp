@@ -2,6 +2,7 @@
 
 #include "datasetsource.h"
 #include "keyoption.h"
+#include "routertrace.h"
 #include "session.h"
 
 #include <kxxml/messaging/xmlpacket.h>
@@ -37,7 +38,8 @@ QString RequestCommand::name() const
 QString RequestCommand::synopsis() const
 {
     return QStringLiteral("outputs|publications|books|jobs [--dataset FILE] [--db KEY:HKEY]...\n"
-                          "              [--include-publications | --exclude-publications] [--page-size N]");
+                          "              [--include-publications | --exclude-publications] [--page-size N]\n"
+                          "              [--trace]");
 }
 
 QString RequestCommand::summary() const
@@ -57,6 +59,7 @@ void RequestCommand::addOptions(QCommandLineParser& parser) const
                       QStringLiteral("Asks for the reply in packets of at most N packetables and prints each "
                                      "as it arrives."),
                       QStringLiteral("N")});
+    parser.addOption(RouterTrace::option());
     parser.addPositionalArgument(QStringLiteral("kind"),
                                  QStringLiteral("outputs (1000), publications (1001), books (1002) or jobs (1003)."));
 }
@@ -99,7 +102,7 @@ Outcome RequestCommand::execute(const QCommandLineParser& parser)
     if (!server)
         return badInput(error);
 
-    Session session(std::move(server));
+    Session session(std::move(server), parser.isSet(RouterTrace::option()));
     const std::unique_ptr<XMLAction> action = session.agent().requestAction(kind, keys, excludeSetting);
     const Outcome noReply =
         Outcome::failure(Outcome::NoReply, QStringLiteral("%1: no reply to the %2 request").arg(dataset.name(), kind));

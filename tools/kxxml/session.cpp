@@ -2,10 +2,12 @@
 
 #include <kxxml/packetable/hostlib.h>
 
-Session::Session(std::unique_ptr<KXCommServer> server)
+Session::Session(std::unique_ptr<KXCommServer> server, bool trace)
     : m_server(std::move(server))
     , m_router(m_server.get(), nullptr, "kxxml")
 {
+    if (trace)
+        m_trace = std::make_unique<RouterTrace>(m_router);
     m_router.add(&m_agent);
 }
 

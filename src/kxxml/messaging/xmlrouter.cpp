@@ -12,6 +12,25 @@ constexpr int kCommServerID = -1;
 constexpr int kUnknownAgentType = 5;
 } // namespace
 
+// Reports one event to every observer attached when it began. Entries are read by index
+// afresh each time: a callback may attach observers (appended, beyond the count taken here)
+// or detach them (nulled, see removeObserver), so nothing is held across a call.
+template <typename Call>
+void XMLRouter::notifyObservers(const Call& call)
+{
+    const quint64 sequence = ++eventSequence;
+    ++notifyingDepth;
+    const qsizetype count = observers.size();
+    for (qsizetype i = 0; i < count; ++i) {
+        if (XMLRouterObserver* observer = observers.at(i))
+            call(*observer, sequence);
+    }
+    if (--notifyingDepth == 0 && observersNulled) {
+        observers.removeAll(nullptr);
+        observersNulled = false;
+    }
+}
+
 XMLRouter::XMLRouter(KXCommServer* server, QObject* parent, const char* name)
     : QObject(parent)
     , timer(new QTimer(this))
@@ -29,10 +48,18 @@ XMLRouter::~XMLRouter()
     if (commServer) {
         const int id = commServer->getAgentID();
         agents.erase(id);
+        if (!observers.isEmpty()) {
+            const int type = commServer->getAgentType();
+            notifyObservers([&](XMLRouterObserver& o, quint64 n) { o.agentUnregistered(*this, n, id, type); });
+        }
         notifyAgentRemovals(id);
         commServer.reset();
     }
     broker.reset();
+    for (XMLRouterObserver* observer : std::as_const(observers)) {
+        if (observer)
+            observer->attachedRouters.removeOne(this);
+    }
 }
 
 void XMLRouter::add(XMLAgent* agent)
@@ -42,6 +69,11 @@ void XMLRouter::add(XMLAgent* agent)
     agent->setAgentID(++lastAgentID);
     agent->setRouter(this);
     agents[agent->getAgentID()] = agent;
+    if (!observers.isEmpty()) {
+        notifyObservers([&](XMLRouterObserver& o, quint64 n) {
+            o.agentRegistered(*this, n, agent->getAgentID(), agent->getAgentType());
+        });
+    }
 }
 
 void XMLRouter::remove(XMLAgent* agent)
@@ -50,6 +82,10 @@ void XMLRouter::remove(XMLAgent* agent)
         return;
     const int id = agent->getAgentID();
     agents.erase(id);
+    if (!observers.isEmpty()) {
+        const int type = agent->getAgentType();
+        notifyObservers([&](XMLRouterObserver& o, quint64 n) { o.agentUnregistered(*this, n, id, type); });
+    }
     notifyAgentRemovals(id);
 }
 
@@ -83,7 +119,12 @@ int XMLRouter::supplyAgentOfType(int type)
 {
     if (const int id = findAgentOfType(type))
         return id;
-    return broker ? broker->createAgentOfType(type) : 0;
+    if (!broker)
+        return 0;
+    const int id = broker->createAgentOfType(type);
+    if (!observers.isEmpty())
+        notifyObservers([&](XMLRouterObserver& o, quint64 n) { o.brokerAsked(*this, n, type, id); });
+    return id;
 }
 
 int XMLRouter::getAgentType(int agentID) const
@@ -125,19 +166,52 @@ void XMLRouter::send(XMLPacket* packet)
 {
     if (!packet)
         return;
-    if (!contains(packet->getSourceAgentID())) {
+    const int source = packet->getSourceAgentID();
+    if (!contains(source)) {
+        if (!observers.isEmpty())
+            notifyRefused(*packet, source, XMLRouterObserver::Refusal::UnregisteredSource);
         packet->deleteLater();
         return;
     }
     XMLPacket* last = queue.isEmpty() ? nullptr : queue.last();
     if (last && *last == *packet) {
+        if (!observers.isEmpty())
+            notifyRefused(*packet, source, XMLRouterObserver::Refusal::Repetition);
         packet->deleteLater(); // an immediate repetition of the packet just queued
         return;
     }
     queue.append(packet);
+    if (!observers.isEmpty()) {
+        const int destination = packet->getDestinationAgentID();
+        notifyObservers([&](XMLRouterObserver& o, quint64 n) {
+            o.packetAccepted(*this, n, *packet, source, destination);
+        });
+    }
     if (!timer->isActive()) {
         timer->setSingleShot(true);
         timer->start(0);
+    }
+}
+
+void XMLRouter::addObserver(XMLRouterObserver* observer)
+{
+    if (!observer || observers.contains(observer))
+        return;
+    observers.append(observer);
+    observer->attachedRouters.append(this);
+}
+
+void XMLRouter::removeObserver(XMLRouterObserver* observer)
+{
+    const qsizetype index = observer ? observers.indexOf(observer) : -1;
+    if (index < 0)
+        return;
+    observer->attachedRouters.removeOne(this);
+    if (notifyingDepth > 0) {
+        observers[index] = nullptr; // an event is being reported: keep the indexes
+        observersNulled = true;
+    } else {
+        observers.removeAt(index);
     }
 }
 
@@ -148,10 +222,31 @@ void XMLRouter::send()
         const int destination = packet->getDestinationAgentID();
         const auto it = agents.find(destination);
         if (it != agents.end() && it->second) {
-            it->second->receive(packet); // the agent owns the packet now
+            XMLAgent* agent = it->second;
+            if (!observers.isEmpty()) {
+                const int source = packet->getSourceAgentID();
+                notifyObservers([&](XMLRouterObserver& o, quint64 n) {
+                    o.packetDelivered(*this, n, *packet, source, destination);
+                });
+            }
+            agent->receive(packet); // the agent owns the packet now
         } else {
+            if (!observers.isEmpty()) {
+                const int source = packet->getSourceAgentID();
+                notifyObservers([&](XMLRouterObserver& o, quint64 n) {
+                    o.packetUndeliverable(*this, n, *packet, source, destination);
+                });
+            }
             delete packet;
             notifyAgentRemovals(destination);
         }
     }
+}
+
+void XMLRouter::notifyRefused(const XMLPacket& packet, int source, XMLRouterObserver::Refusal reason)
+{
+    const int destination = packet.getDestinationAgentID();
+    notifyObservers([&](XMLRouterObserver& o, quint64 n) {
+        o.packetRefused(*this, n, packet, source, destination, reason);
+    });
 }

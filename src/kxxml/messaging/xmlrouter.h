@@ -1,9 +1,11 @@
 #pragma once
 
 #include <kxxml/kxxml_export.h>
+#include <kxxml/messaging/xmlrouterobserver.h>
 
 #include <QList>
 #include <QObject>
+#include <QtGlobal>
 
 #include <list>
 #include <map>
@@ -23,6 +25,13 @@ class XMLPacket;
 /// Agents added with add() stay their creators'; they must be removed before they are
 /// destroyed. Packets handed to send() belong to the router until delivered (then to the
 /// receiving agent) or discarded.
+///
+/// Application code can watch the traffic through observers (XMLRouterObserver,
+/// addObserver): they see every packet accepted, refused, delivered or undeliverable, every
+/// agent registered or unregistered and every request to the broker, without changing what
+/// the router does. Observers are a plain interface rather than signals, so the router's
+/// meta-object keeps no signals, and a router that nobody watches pays one test of an empty
+/// list per event. XMLRouterLogger is a ready-made observer that writes through Qt's logging.
 class KXXML_EXPORT XMLRouter : public QObject
 {
     Q_OBJECT
@@ -63,15 +72,37 @@ public:
     /// and a repetition of the last queued packet, are discarded.
     void send(XMLPacket* packet);
 
+    /// @name Observers
+    /// @{
+    /// Attaches @p observer (not owned) to the router's events, after the observers attached
+    /// before it. Nothing happens for null or an observer that is attached already. Called
+    /// from inside an event, the observer sees the events that follow it.
+    void addObserver(XMLRouterObserver* observer);
+    /// Detaches @p observer: it sees nothing more, not even the rest of an event being
+    /// reported. Safe from inside an event, for the observer being called too. Nothing
+    /// happens for null or an observer that is not attached.
+    void removeObserver(XMLRouterObserver* observer);
+    /// @}
+
 protected Q_SLOTS:
     /// The delivery loop: drains the queue, including packets queued during this run.
     void send();
 
 private:
+    template <typename Call>
+    void notifyObservers(const Call& call);
+    void notifyRefused(const XMLPacket& packet, int source, XMLRouterObserver::Refusal reason);
+
     int lastAgentID = 0;
     std::map<int, XMLAgent*> agents;
     QList<XMLPacket*> queue;
     QTimer* timer;                          ///< child of the router
     std::unique_ptr<XMLCommServer> commServer;
     std::unique_ptr<XMLAgentBroker> broker;
+    /// Not owned. Observers detached during an event are nulled, and the nulls dropped once
+    /// the outermost event has been reported, so that indexes stay valid while it is.
+    QList<XMLRouterObserver*> observers;
+    quint64 eventSequence = 0;     ///< the number of the last event reported
+    int notifyingDepth = 0;        ///< events being reported, nested
+    bool observersNulled = false;  ///< observers holds nulls to drop
 };

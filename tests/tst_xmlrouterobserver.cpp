@@ -1,0 +1,355 @@
+// XMLRouterObserver and XMLRouterLogger: every event in order for a scripted session,
+// observers that detach, attach or die inside a callback, lifetimes, and the logger's lines
+// through Qt's message handler.
+#include "routertesthelpers.h"
+#include "testhelpers.h"
+
+#include <kxxml/messaging/xmlagent.h>
+#include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/messaging/xmlrouter.h>
+#include <kxxml/messaging/xmlrouterlogger.h>
+#include <kxxml/ui/xmlaction.h>
+#include <kxxml/xml/xmlmessage.h>
+
+#include <QLoggingCategory>
+#include <QMetaMethod>
+#include <QtTest>
+
+#include <functional>
+#include <map>
+#include <memory>
+
+namespace {
+
+using Log = QStringList;
+
+QString messageOf(const XMLPacket& packet)
+{
+    std::list<QDomNode> messages;
+    packet.getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, messages);
+    return messages.empty() ? QString() : messages.front().toElement().attribute(QStringLiteral("msg"));
+}
+
+class Agent : public XMLAgent
+{
+public:
+    Agent(Log& sharedLog, int type = 1) : XMLAgent(type), log(sharedLog) { wantsRemovalNotifications = true; }
+
+    void receive(XMLPacket* packet) override
+    {
+        const QString text = messageOf(*packet);
+        log << QStringLiteral("%1<-%2").arg(getAgentID()).arg(text);
+        delete packet;
+        if (onReceive)
+            onReceive(text);
+    }
+    void agentRemoved(int id) override { log << QStringLiteral("%1:gone %2").arg(getAgentID()).arg(id); }
+
+    XMLPacket* packet(int destination, const QString& text) const
+    {
+        XMLPacket* p = getXMLPacket(destination);
+        XMLMessage message(text);
+        p->appendV(message);
+        return p;
+    }
+
+    Log& log;
+    std::function<void(const QString&)> onReceive;
+};
+
+class Broker : public XMLAgentBroker
+{
+public:
+    explicit Broker(Log& sharedLog) : log(sharedLog) {}
+    int createAgentOfType(int type) override
+    {
+        created.push_back(std::make_unique<Agent>(log, type));
+        router->add(created.back().get());
+        return created.back()->getAgentID();
+    }
+    Log& log;
+    std::vector<std::unique_ptr<Agent>> created;
+};
+
+/// Writes each event into a log shared with the agents, "<seq> <event> [<message>]", or only
+/// its name and number when it has a name. Runs onFirstEvent once, inside its first event.
+class Recorder : public TestHelpers::TextObserver
+{
+public:
+    Recorder(Log& sharedLog, const QString& name = QString()) : log(sharedLog), prefix(name) {}
+
+    void event(quint64 n, const QString& text, const XMLPacket* packet) override
+    {
+        if (!prefix.isEmpty())
+            log << prefix + QString::number(n);
+        else
+            log << QStringLiteral("%1 %2%3").arg(n).arg(text, packet ? u' ' + messageOf(*packet) : QString());
+        // The action may delete this observer: run it from the stack, and touch nothing after.
+        if (onFirstEvent) {
+            const std::function<void()> action = std::move(onFirstEvent);
+            onFirstEvent = nullptr;
+            action();
+        }
+    }
+
+    Log& log;
+    QString prefix;
+    std::function<void()> onFirstEvent;
+};
+
+void runEventLoop()
+{
+    QCoreApplication::processEvents();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// Messages of the logger's categories, by category.
+std::map<QString, QStringList> captured;
+
+void captureRouterMessages(QtMsgType, const QMessageLogContext& context, const QString& message)
+{
+    const QString category = QString::fromUtf8(context.category);
+    if (category.startsWith(QLatin1String("kxxml.router")))
+        captured[category] << message;
+}
+
+} // namespace
+
+class TestXmlRouterObserver : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void scriptedSession();
+    void changesFromCallbacks_data();
+    void changesFromCallbacks();
+    void lifetimes();
+    void logger_data();
+    void logger();
+};
+
+void TestXmlRouterObserver::scriptedSession()
+{
+    // Watching adds no signals: the router's own methods stay its one slot.
+    const QMetaObject& meta = XMLRouter::staticMetaObject;
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+    QCOMPARE(meta.method(meta.methodOffset()).methodType(), QMetaMethod::Slot);
+
+    Log log;
+    Recorder recorder(log);
+    Agent a(log), b(log), stranger(log);
+    stranger.setAgentID(77);
+    {
+        XMLRouter router(nullptr, nullptr, "r");
+        router.addObserver(&recorder);
+        router.addObserver(&recorder); // once is enough
+        router.setAgentBroker(new Broker(log));
+        router.add(&a);
+        router.add(&b);
+        b.onReceive = [&](const QString& text) {
+            if (text == QLatin1String("ping"))
+                router.send(b.packet(1, QStringLiteral("pong")));
+        };
+        router.send(a.packet(2, QStringLiteral("ping")));
+        router.send(a.packet(2, QStringLiteral("ping")));
+        router.send(stranger.packet(1, QStringLiteral("hello")));
+        runEventLoop();
+        router.send(a.packet(2, QStringLiteral("late")));
+        router.remove(&b); // "late" is still queued
+        runEventLoop();
+        QCOMPARE(router.supplyAgentOfType(8), 3);
+        QCOMPARE(router.supplyAgentOfType(8), 3); // found: the broker is not asked again
+        router.remove(&a);
+    }
+    const Log expected = {
+        QStringLiteral("1 registered 1 type 1"),
+        QStringLiteral("2 registered 2 type 1"),
+        QStringLiteral("3 accepted 1->2 ping"),
+        QStringLiteral("4 refused repetition 1->2 ping"),
+        QStringLiteral("5 refused unregistered 77->1 hello"),
+        QStringLiteral("6 delivered 1->2 ping"),
+        QStringLiteral("2<-ping"),
+        QStringLiteral("7 accepted 2->1 pong"),
+        QStringLiteral("8 delivered 2->1 pong"),
+        QStringLiteral("1<-pong"),
+        QStringLiteral("9 accepted 1->2 late"),
+        QStringLiteral("10 unregistered 2 type 1"),
+        QStringLiteral("1:gone 2"),
+        QStringLiteral("11 undeliverable 1->2 late"), // readable before it is deleted
+        QStringLiteral("1:gone 2"),
+        QStringLiteral("12 registered 3 type 8"),
+        QStringLiteral("13 broker 8 -> 3"),
+        QStringLiteral("14 unregistered 1 type 1"),
+        QStringLiteral("3:gone 1"),
+        QStringLiteral("15 unregistered -1 type 0"), // the router's end
+        QStringLiteral("3:gone -1"),
+    };
+    QCOMPARE(log, expected);
+}
+
+void TestXmlRouterObserver::changesFromCallbacks_data()
+{
+    // Observers A, B and C are attached in that order; B acts inside the first event (agent 1
+    // registered), then agent 2 is registered. The log holds each call as <observer><event>.
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QStringList>("calls");
+    QTest::newRow("B detaches itself") << "detach B" << TestHelpers::words("A1 B1 C1 A2 C2");
+    QTest::newRow("B is deleted") << "delete B" << TestHelpers::words("A1 B1 C1 A2 C2");
+    QTest::newRow("B detaches C") << "detach C" << TestHelpers::words("A1 B1 A2 B2");
+    QTest::newRow("B deletes C") << "delete C" << TestHelpers::words("A1 B1 A2 B2");
+    QTest::newRow("B detaches A") << "detach A" << TestHelpers::words("A1 B1 C1 B2 C2");
+    QTest::newRow("B attaches D") << "attach D" << TestHelpers::words("A1 B1 C1 A2 B2 C2 D2");
+    QTest::newRow("B detaches A, C, itself") << "detach all" << TestHelpers::words("A1 B1");
+}
+
+void TestXmlRouterObserver::changesFromCallbacks()
+{
+    QFETCH(QString, action);
+    QFETCH(QStringList, calls);
+
+    Log log;
+    XMLRouter router(nullptr, nullptr, "r");
+    std::map<QString, std::unique_ptr<Recorder>> observers;
+    for (const char* name : {"A", "B", "C", "D"})
+        observers[QString::fromLatin1(name)] = std::make_unique<Recorder>(log, QString::fromLatin1(name));
+    for (const char* name : {"A", "B", "C"})
+        router.addObserver(observers.at(QString::fromLatin1(name)).get());
+    const QStringList words = action.split(QLatin1Char(' '));
+    observers.at(QStringLiteral("B"))->onFirstEvent = [&] {
+        const QStringList targets = words.at(1) == QLatin1String("all") ? TestHelpers::words("A C B") : words.mid(1);
+        for (const QString& target : targets) {
+            if (words.at(0) == QLatin1String("detach"))
+                router.removeObserver(observers.at(target).get());
+            else if (words.at(0) == QLatin1String("delete"))
+                observers.at(target).reset();
+            else
+                router.addObserver(observers.at(target).get());
+        }
+    };
+    Agent first(log), second(log);
+    router.add(&first);
+    router.add(&second);
+    QCOMPARE(log, calls);
+
+    // The router goes on without the ones that left, and without any once all are detached.
+    log.clear();
+    for (auto& [name, observer] : observers)
+        router.removeObserver(observer.get());
+    router.remove(&first);
+    router.remove(&second);
+    QCOMPARE(log, Log{ QStringLiteral("2:gone 1") });
+}
+
+void TestXmlRouterObserver::lifetimes()
+{
+    Log log;
+    Agent a(log), b(log);
+    auto both = std::make_unique<Recorder>(log, QStringLiteral("both"));
+    Recorder second(log, QStringLiteral("second"));
+    {
+        XMLRouter one(nullptr, nullptr, "one");
+        XMLRouter two(nullptr, nullptr, "two");
+        one.addObserver(both.get());
+        two.addObserver(both.get());
+        two.addObserver(&second);
+        one.add(&a);
+        two.add(&b);
+        // Each router counts its own events.
+        QCOMPARE(log, TestHelpers::words("both1 both1 second1"));
+
+        log.clear();
+        two.removeObserver(&second); // detached: sees nothing more
+        both.reset();                // destroyed while attached to both routers
+        one.remove(&a);
+        two.remove(&b);
+        QCOMPARE(log, Log{});
+
+        one.addObserver(&second); // outlives the router
+    }
+    // The comm-server agent leaving router one; a's removal went uncounted, unobserved.
+    QCOMPARE(log, TestHelpers::words("second2"));
+}
+
+void TestXmlRouterObserver::logger_data()
+{
+    QTest::addColumn<QString>("rules");
+    QTest::addColumn<bool>("events");
+    QTest::addColumn<bool>("packets");
+    QTest::newRow("off by default") << "" << false << false;
+    QTest::newRow("events") << "kxxml.router.debug=true" << true << false;
+    QTest::newRow("packets") << "kxxml.router.packets.debug=true" << false << true;
+    QTest::newRow("both") << "kxxml.router*.debug=true" << true << true;
+}
+
+void TestXmlRouterObserver::logger()
+{
+    QFETCH(QString, rules);
+    QFETCH(bool, events);
+    QFETCH(bool, packets);
+
+    captured.clear();
+    QLoggingCategory::setFilterRules(rules);
+    const QtMessageHandler previous = qInstallMessageHandler(captureRouterMessages);
+
+    Log log;
+    Agent a(log), b(log), stranger(log);
+    stranger.setAgentID(77);
+    XMLRouterLogger logger;
+    XMLRouter router(nullptr, nullptr, "r");
+    router.addObserver(&logger);
+    router.setAgentBroker(new Broker(log));
+    router.add(&a);
+    router.add(&b);
+    XMLPacket* request = a.getXMLPacket(2);
+    XMLAction action(QStringLiteral("jobs"), 1003, 1);
+    request->appendV(action);
+    auto* repeated = new XMLPacket;
+    *repeated = *request;
+    XMLPacket* unknown = stranger.packet(1, QStringLiteral("hello"));
+    XMLPacket* late = a.packet(2, QStringLiteral("late"));
+    // The texts whose length and content the logger writes.
+    const QString requestText = request->packetText();
+    const QString unknownText = unknown->packetText();
+    const QString lateText = late->packetText();
+
+    router.send(request);
+    router.send(repeated);
+    router.send(unknown);
+    runEventLoop();
+    router.remove(&b);
+    router.send(late);
+    runEventLoop();
+    router.supplyAgentOfType(8);
+    router.removeObserver(&logger); // nothing more is written
+    router.remove(&a);
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+
+    const int requestSize = int(requestText.size());
+    const QStringList expectedEvents = {
+        QStringLiteral("1 agent-added agent=1 type=1"),
+        QStringLiteral("2 agent-added agent=2 type=1"),
+        QStringLiteral("3 accepted src=1 dst=2 type=1003 size=%1").arg(requestSize),
+        QStringLiteral("4 refused src=1 dst=2 type=1003 size=%1 reason=repetition").arg(requestSize),
+        QStringLiteral("5 refused src=77 dst=1 size=%1 reason=unregistered-source").arg(unknownText.size()),
+        QStringLiteral("6 delivered src=1 dst=2 type=1003 size=%1").arg(requestSize),
+        QStringLiteral("7 agent-removed agent=2 type=1"),
+        QStringLiteral("8 accepted src=1 dst=2 size=%1").arg(lateText.size()),
+        QStringLiteral("9 undeliverable src=1 dst=2 size=%1").arg(lateText.size()),
+        QStringLiteral("10 agent-added agent=3 type=8"),
+        QStringLiteral("11 broker-asked agent=3 type=8"),
+    };
+    auto whole = [](const char* event, const QString& packetText) -> QString {
+        return QString::fromLatin1(event) + u'\n' + packetText.chopped(1); // without its last line feed
+    };
+    const QStringList expectedPackets = {
+        whole("3 accepted", requestText),    whole("4 refused", requestText),
+        whole("5 refused", unknownText),     whole("6 delivered", requestText),
+        whole("8 accepted", lateText),       whole("9 undeliverable", lateText),
+    };
+    QCOMPARE(captured[QStringLiteral("kxxml.router")], events ? expectedEvents : QStringList());
+    QCOMPARE(captured[QStringLiteral("kxxml.router.packets")], packets ? expectedPackets : QStringList());
+}
+
+QTEST_GUILESS_MAIN(TestXmlRouterObserver)
+#include "tst_xmlrouterobserver.moc"
