@@ -1,5 +1,6 @@
 // XMLRouter: registry, ids, the queue, its duplicate check, delivery from the event loop,
 // removal notifications and the broker.
+#include "routertesthelpers.h"
 #include "testhelpers.h"
 
 #include <kxxml/messaging/xmlagent.h>
@@ -14,45 +15,8 @@
 
 namespace {
 
-// What agents saw, in order: "3<-m" (agent 3 received message m), "4:gone 9" (agent 4 heard
-// that 9 left).
-using Log = QStringList;
-
-class Agent : public XMLAgent
-{
-public:
-    Agent(Log& sharedLog, int type = 1, bool listens = true)
-        : XMLAgent(type), log(sharedLog)
-    {
-        wantsRemovalNotifications = listens;
-    }
-
-    void receive(XMLPacket* packet) override
-    {
-        std::list<QDomNode> messages;
-        packet->getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, messages);
-        const QString text = messages.empty() ? QString() : messages.front().toElement().attribute(QStringLiteral("msg"));
-        log << QStringLiteral("%1<-%2").arg(getAgentID()).arg(text);
-        delete packet;
-        if (onReceive)
-            onReceive(text);
-    }
-    void agentRemoved(int id) override { log << QStringLiteral("%1:gone %2").arg(getAgentID()).arg(id); }
-
-    /// A packet from this agent to @p destination carrying the message @p text.
-    XMLPacket* packet(int destination, const QString& text) const
-    {
-        XMLPacket* p = getXMLPacket(destination);
-        XMLMessage message(text);
-        p->appendV(message);
-        return p;
-    }
-
-    XMLRouter* router() const { return XMLAgent::router; }
-
-    Log& log;
-    std::function<void(const QString&)> onReceive;
-};
+using TestHelpers::Log;
+using Agent = TestHelpers::LogAgent;
 
 class Broker : public XMLAgentBroker
 {

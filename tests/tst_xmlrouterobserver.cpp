@@ -21,41 +21,9 @@
 
 namespace {
 
-using Log = QStringList;
-
-QString messageOf(const XMLPacket& packet)
-{
-    std::list<QDomNode> messages;
-    packet.getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, messages);
-    return messages.empty() ? QString() : messages.front().toElement().attribute(QStringLiteral("msg"));
-}
-
-class Agent : public XMLAgent
-{
-public:
-    Agent(Log& sharedLog, int type = 1) : XMLAgent(type), log(sharedLog) { wantsRemovalNotifications = true; }
-
-    void receive(XMLPacket* packet) override
-    {
-        const QString text = messageOf(*packet);
-        log << QStringLiteral("%1<-%2").arg(getAgentID()).arg(text);
-        delete packet;
-        if (onReceive)
-            onReceive(text);
-    }
-    void agentRemoved(int id) override { log << QStringLiteral("%1:gone %2").arg(getAgentID()).arg(id); }
-
-    XMLPacket* packet(int destination, const QString& text) const
-    {
-        XMLPacket* p = getXMLPacket(destination);
-        XMLMessage message(text);
-        p->appendV(message);
-        return p;
-    }
-
-    Log& log;
-    std::function<void(const QString&)> onReceive;
-};
+using TestHelpers::Log;
+using TestHelpers::messageOf;
+using Agent = TestHelpers::LogAgent;
 
 class Broker : public XMLAgentBroker
 {
