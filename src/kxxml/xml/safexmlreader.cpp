@@ -1,14 +1,20 @@
-#include "safexmlreader.h"
+#include "safexmlreader_p.h"
 
 #include <QXmlStreamReader>
 
-SafeXmlReader::SafeXmlReader(const QString& sourceName)
+SafeXmlReader::SafeXmlReader(const QString& sourceName, qint64 maxBytes)
     : m_sourceName(sourceName)
+    , m_maxBytes(maxBytes)
 {
 }
 
 bool SafeXmlReader::read(const QByteArray& data, QDomDocument& document, QString& error) const
 {
+    if (data.size() > m_maxBytes) {
+        error = (m_sourceName.isEmpty() ? QString() : m_sourceName + QStringLiteral(": "))
+            + QStringLiteral("%1 bytes, more than the limit of %2").arg(data.size()).arg(m_maxBytes);
+        return false;
+    }
     QXmlStreamReader reader(data);
     int depth = 0;
     while (!reader.atEnd()) {
@@ -58,5 +64,6 @@ bool SafeXmlReader::read(const QByteArray& data, QDomDocument& document, QString
 
 QString SafeXmlReader::where(qint64 line, qint64 column) const
 {
-    return m_sourceName + QStringLiteral(": line %1, column %2: ").arg(line).arg(column);
+    const QString position = QStringLiteral("line %1, column %2: ").arg(line).arg(column);
+    return m_sourceName.isEmpty() ? position : m_sourceName + QStringLiteral(": ") + position;
 }
