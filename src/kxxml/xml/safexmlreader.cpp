@@ -2,9 +2,10 @@
 
 #include <QXmlStreamReader>
 
-SafeXmlReader::SafeXmlReader(const QString& sourceName, qint64 maxBytes)
+SafeXmlReader::SafeXmlReader(const QString& sourceName, qint64 maxBytes, Declarations declarations)
     : m_sourceName(sourceName)
     , m_maxBytes(maxBytes)
+    , m_declarations(declarations)
 {
 }
 
@@ -54,6 +55,9 @@ bool SafeXmlReader::read(const QByteArray& data, QDomDocument& document, QString
     // parses a byte array with an older reader that keeps carriage returns in text and tabs
     // and line feeds in attribute values, where the stream reader normalises them.
     QXmlStreamReader domReader(data);
+    // Without namespace processing the reader reports declarations as attributes, and the
+    // DOM keeps them so.
+    domReader.setNamespaceProcessing(m_declarations == Declarations::Drop);
     if (!parsed.setContent(&domReader, false, &message, &line, &column)) {
         error = where(line, column) + message;
         return false;

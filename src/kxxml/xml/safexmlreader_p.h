@@ -28,9 +28,16 @@ public:
     /// The largest text read by default, in bytes: the tool's limit on any input.
     static constexpr qint64 MaxBytes = 64 * 1024 * 1024;
 
+    /// What becomes of namespace declarations (`xmlns="..."`) in the document.
+    enum class Declarations {
+        Drop,        ///< left out, as the tool's to-text reads its input
+        AsAttributes ///< kept as plain attributes, so that a packet's text reads back as it was
+    };
+
     /// @p sourceName stands for the input in error messages; empty for none. Texts longer
     /// than @p maxBytes are refused unread.
-    explicit SafeXmlReader(const QString& sourceName, qint64 maxBytes = MaxBytes);
+    explicit SafeXmlReader(const QString& sourceName, qint64 maxBytes = MaxBytes,
+                           Declarations declarations = Declarations::Drop);
 
     /// Parses @p data into @p document. On failure returns false and sets @p error to one
     /// line naming the input, the line and the column, and what is wrong (only the size,
@@ -42,4 +49,5 @@ private:
 
     QString m_sourceName;
     qint64 m_maxBytes;
+    Declarations m_declarations;
 };
