@@ -9,7 +9,7 @@ std::unique_ptr<XMLPacket> BusPacket::read(const QString& text, qint64 maxBytes,
     // UTF-8 takes at least one byte per UTF-16 unit: a text this long is too large unconverted.
     if (text.size() > maxBytes) {
         problem = Problem::TooLarge;
-        error = QStringLiteral("more than the limit of %1 bytes").arg(maxBytes);
+        error = QStringLiteral("at least %1 bytes, more than the limit of %2").arg(text.size()).arg(maxBytes);
         return nullptr;
     }
     const QByteArray bytes = text.toUtf8();

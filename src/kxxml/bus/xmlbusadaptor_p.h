@@ -60,7 +60,7 @@ class XMLBusAdaptor : public QDBusAbstractAdaptor
 "      <arg name=\"packet\" type=\"s\"/>\n"
 "    </signal>\n"
 "    <!-- Traffic(sequence, line), to one monitoring process: one router event, e.g.\n"
-"         \"7 delivered src=-1 dst=2 size=312\" (the format of kxxml's --trace). -->\n"
+"         \"7 delivered src=-1 dst=2 size=312\" (the line format of kxxml's trace). -->\n"
 "    <signal name=\"Traffic\">\n"
 "      <arg name=\"sequence\" type=\"u\"/>\n"
 "      <arg name=\"line\" type=\"s\"/>\n"

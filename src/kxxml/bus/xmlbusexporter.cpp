@@ -224,7 +224,7 @@ void XMLBusExporterPrivate::scheduleDrop(const QString& name, const QString& rea
     QMetaObject::invokeMethod(q, [this, name, reason] { drop(name, reason, true); }, Qt::QueuedConnection);
 }
 
-void XMLBusExporterPrivate::drop(const QString& name, const QString& reason, bool tell)
+void XMLBusExporterPrivate::drop(QString name, const QString& reason, bool tell)
 {
     const auto it = peers.find(name);
     if (it == peers.end())

@@ -90,8 +90,9 @@ private:
     void push(const QString& name, Peer& p, const QString& member, const QString& text);
     /// Drops @p name from the event loop: called where the router or an observer is at work.
     void scheduleDrop(const QString& name, const QString& reason);
-    /// Removes the process's proxy and forgets it; tells it @p reason when @p tell.
-    void drop(const QString& name, const QString& reason, bool tell);
+    /// Removes the process's proxy and forgets it; tells it @p reason when @p tell. @p name
+    /// is a copy: callers pass keys of the map that this erases from.
+    void drop(QString name, const QString& reason, bool tell);
     void updateObserving();
     void traffic(const QByteArray& line);
     void packetEvent(quint64 sequence, const char* event, const XMLPacket& packet, int source,
