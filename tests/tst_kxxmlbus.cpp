@@ -60,7 +60,6 @@ private Q_SLOTS:
     void cleanupTestCase();
     void requests_data();
     void requests();
-    void twoClientsAtOnce();
     void errors_data();
     void errors();
     void serveStopsOnSignal_data();
@@ -165,22 +164,6 @@ void TestKxXmlBus::requests()
     QCOMPARE(ids, QList<int>(ids.size(), ids.constFirst()));
 }
 
-void TestKxXmlBus::twoClientsAtOnce()
-{
-    const QStringList jobs = args("request jobs --include-publications --page-size 2 --bus org.kxxml.Test");
-    const QStringList outputs = args("request outputs --bus org.kxxml.Test");
-    std::unique_ptr<QProcess> first = start(jobs);
-    std::unique_ptr<QProcess> second = start(outputs);
-    QVERIFY(first->waitForFinished(60000) && second->waitForFinished(60000));
-    QCOMPARE(first->exitCode(), 0);
-    QCOMPARE(second->exitCode(), 0);
-    const QByteArray firstOut = first->readAllStandardOutput();
-    const QByteArray secondOut = second->readAllStandardOutput();
-    QCOMPARE(withoutDestination(firstOut), withoutDestination(run(jobs.mid(0, 5)).out));
-    QCOMPARE(withoutDestination(secondOut), withoutDestination(run(outputs.mid(0, 2)).out));
-    QVERIFY(destinations(firstOut).constFirst() != destinations(secondOut).constFirst());
-}
-
 void TestKxXmlBus::errors_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -207,8 +190,6 @@ void TestKxXmlBus::errors_data()
                                        << "^the name org\\.kxxml\\.Test is taken on the bus$";
     QTest::newRow("serve, not a name") << args("serve --bus-name nodots") << true << 2 << "^nodots: ";
     QTest::newRow("serve, no bus") << args("serve") << false << 2 << "^no session bus: ";
-    QTest::newRow("serve, bad dataset") << args("serve --dataset bad-page.json") << true << 2
-                                        << "^bad-page\\.json: outputs\\[0\\]\\.jobs\\[2\\]\\.page: expected an integer$";
     QTest::newRow("monitor without bus name") << args("monitor") << true << 2 << "^monitor: missing --bus NAME";
     QTest::newRow("monitor, name not on the bus") << args("monitor --bus org.kxxml.Nobody") << true << 2
                                                   << "^org\\.kxxml\\.Nobody: not on the session bus$";
