@@ -11,9 +11,12 @@
 ///
 /// Qt's DOM recurses when it builds and destroys trees, and expands entities it is told
 /// about. So the text is checked first: nothing larger than a size limit is looked at, and a
-/// streaming pass refuses elements nested deeper than MaxDepth and any document type
-/// declaration (and with it every entity declaration, so entity-expansion bombs and external
-/// entities never reach the DOM). Only text that passes is handed to QDomDocument.
+/// streaming pass refuses elements nested deeper than MaxDepth, undeclared entities and any
+/// document type declaration (and with it every entity declaration, so entity-expansion bombs
+/// and external entities never reach the DOM). Only text that passes is handed to QDomDocument.
+/// A text that cannot hold any of these (no "<!DOCTYPE", no entity reference but the
+/// predefined ones, fewer '<' than MaxDepth: small packets, mostly) skips the streaming pass,
+/// which then runs only to say what is wrong when the DOM refuses the text.
 ///
 /// Private to kxxml: the tool's XML input and the packets that other processes send over the
 /// bus go through it. Exported for the tool only; the header is not installed.
@@ -45,6 +48,10 @@ public:
     bool read(const QByteArray& data, QDomDocument& document, QString& error) const;
 
 private:
+    /// Whether @p data may hold something that the streaming pass refuses and the DOM takes.
+    static bool mayHoldRefused(const QByteArray& data);
+    /// The streaming pass: false, with @p error, for what the DOM must not see or cannot read.
+    bool check(const QByteArray& data, QString& error) const;
     QString where(qint64 line, qint64 column) const;
 
     QString m_sourceName;
