@@ -174,6 +174,7 @@ private Q_SLOTS:
     void badInput_data();
     void badInput();
     void registration();
+    void refusalReachesTheClient();
     void killedRemote();
     void remoteThatNeverReads_data();
     void remoteThatNeverReads();
@@ -377,6 +378,20 @@ void TestXMLBus::registration()
     QCOMPARE(unregistered.at(0).at(1).toInt(), id);
     QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
     QVERIFY(registerRaw(remote) > id); // a new agent, never the old id again
+}
+
+// XMLBusClient sends without waiting for a reply; a refusal comes back all the same.
+void TestXMLBus::refusalReachesTheClient()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    XMLBusClient client(connection(QStringLiteral("client")));
+    QSignalSpy failed(&client, &XMLBusClient::sendFailed);
+    QVERIFY(client.registerAgent(Service, 100));
+    app.exporter.setMaxPacketBytes(64);
+    QVERIFY(client.send(*requestPacket(client.agentID(), 1000, 0)));
+    QVERIFY(failed.wait(10000));
+    QCOMPARE(failed.at(0).at(0).value<QDBusError>().name(), XMLBusExporter::ERROR_TOO_LARGE);
+    QVERIFY(client.isRegistered());
 }
 
 // The tool, waiting for a reply that does not come, is killed: it leaves the bus without a
@@ -606,7 +621,8 @@ void TestXMLBus::introspection()
     members.sort();
     QCOMPARE(members.join(u','), QStringLiteral("method Acknowledge,method Monitor,method Register,method Send,"
                                                 "method Unregister,property MaxPacketBytes,property MaxPending,"
-                                                "property MaxPendingBytes,signal Dropped,signal Packet,signal Traffic"));
+                                                "property MaxPendingBytes,signal Dropped,signal Packet,signal Refused,"
+                                                "signal Traffic"));
 }
 
 QTEST_GUILESS_MAIN(TestXMLBus)

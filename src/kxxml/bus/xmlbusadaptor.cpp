@@ -34,9 +34,18 @@ template <typename Error>
 void XMLBusAdaptor::answer(const QDBusMessage& message, const Error& error)
 {
     if (!error)
-        return; // QtDBus sends the ordinary reply
-    message.setDelayedReply(true);
-    d->connection.send(message.createErrorReply(error->name, error->message));
+        return; // QtDBus sends the ordinary reply, when one is wanted
+    if (message.isReplyRequired()) {
+        message.setDelayedReply(true);
+        d->connection.send(message.createErrorReply(error->name, error->message));
+        return;
+    }
+    // A caller that wants no reply would never see an error reply: the bus daemon drops
+    // replies that nobody waits for. It hears of the refusal as a signal instead.
+    QDBusMessage refused = QDBusMessage::createTargetedSignal(message.service(), XMLBusExporter::OBJECT_PATH,
+                                                              XMLBusExporter::INTERFACE, QStringLiteral("Refused"));
+    refused << message.member() << error->name << error->message;
+    d->connection.send(refused);
 }
 
 int XMLBusAdaptor::Register(int agentType, const QDBusMessage& message)

@@ -22,6 +22,7 @@ Q_LOGGING_CATEGORY(lcBus, "kxxml.bus")
 const QString PacketSignal = QStringLiteral("Packet");
 const QString TrafficSignal = QStringLiteral("Traffic");
 const QString DroppedSignal = QStringLiteral("Dropped");
+const QString RefusedSignal = QStringLiteral("Refused");
 
 // Acknowledge at the latest this long after a signal, so that a trickle is acknowledged too.
 constexpr int AckDelayMs = 20;
@@ -146,12 +147,9 @@ bool XMLBusClient::send(const XMLPacket& packet)
     }
     QDBusMessage message = routerCall(QStringLiteral("Send"));
     message << packet.packetText();
-    auto* watcher = new QDBusPendingCallWatcher(m_connection.asyncCall(message), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* finished) {
-        finished->deleteLater();
-        if (finished->isError())
-            Q_EMIT sendFailed(finished->error());
-    });
+    // One way: a refusal comes back as the signal Refused, and the reply, which would follow
+    // the same way as the packets the application sends, is not waited for.
+    m_connection.send(message);
     return true;
 }
 
@@ -172,6 +170,12 @@ void XMLBusClient::onTraffic(uint sequence, const QString& line)
 {
     received(sequence, line.size());
     Q_EMIT trafficReceived(line);
+}
+
+void XMLBusClient::onRefused(const QString& method, const QString& errorName, const QString& message)
+{
+    if (method == u"Send")
+        Q_EMIT sendFailed(QDBusError(QDBusMessage::createError(errorName, message)));
 }
 
 void XMLBusClient::onDropped(const QString& reason)
@@ -217,6 +221,8 @@ bool XMLBusClient::attach(const QString& serviceName, int timeoutMs)
     m_connection.connect(serviceName, path, interface, PacketSignal, this, SLOT(onPacket(uint,QString)));
     m_connection.connect(serviceName, path, interface, TrafficSignal, this, SLOT(onTraffic(uint,QString)));
     m_connection.connect(serviceName, path, interface, DroppedSignal, this, SLOT(onDropped(QString)));
+    m_connection.connect(serviceName, path, interface, RefusedSignal, this,
+                         SLOT(onRefused(QString,QString,QString)));
     m_watcher->setConnection(m_connection);
     m_watcher->setWatchedServices({serviceName});
     m_service = serviceName;
@@ -249,6 +255,8 @@ void XMLBusClient::detach()
     m_connection.disconnect(m_service, path, interface, PacketSignal, this, SLOT(onPacket(uint,QString)));
     m_connection.disconnect(m_service, path, interface, TrafficSignal, this, SLOT(onTraffic(uint,QString)));
     m_connection.disconnect(m_service, path, interface, DroppedSignal, this, SLOT(onDropped(QString)));
+    m_connection.disconnect(m_service, path, interface, RefusedSignal, this,
+                            SLOT(onRefused(QString,QString,QString)));
     m_watcher->setWatchedServices({});
     m_service.clear();
     m_ackTimer->stop();

@@ -65,7 +65,8 @@ public:
 
     /// Sends @p packet (only read) to the application's router as this client's agent; the
     /// application writes that agent's id as its source. False, with lastError(), when not
-    /// registered. Does not wait: a refusal comes later through sendFailed().
+    /// registered. Does not wait, nor asks for a reply: a refusal comes later through
+    /// sendFailed().
     bool send(const XMLPacket& packet);
 
 Q_SIGNALS:
@@ -82,6 +83,7 @@ Q_SIGNALS:
 private Q_SLOTS:
     void onPacket(uint sequence, const QString& text);
     void onTraffic(uint sequence, const QString& line);
+    void onRefused(const QString& method, const QString& errorName, const QString& message);
     void onDropped(const QString& reason);
     void onOwnerChanged(const QString& name, const QString& oldOwner, const QString& newOwner);
     void acknowledge();
