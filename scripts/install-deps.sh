@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what building and testing kxxml needs on Debian 12, from Debian's packages.
 set -euo pipefail
-packages=(cmake g++ make pkg-config qt6-base-dev qt6-5compat-dev qtbase5-dev doxygen libbenchmark-dev)
+# dbus: the daemon that the bus tests and the bench's bus figures start for themselves (QtDBus
+# itself comes with qt6-base-dev and qtbase5-dev).
+packages=(cmake g++ make pkg-config qt6-base-dev qt6-5compat-dev qtbase5-dev doxygen libbenchmark-dev dbus)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
