@@ -334,7 +334,7 @@ void TestKxXmlBus::help_data()
                                                "  kxxml monitor --bus NAME\n";
     QTest::newRow("serve") << args("serve --help") << "^Usage: kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]"
                                                       "\n(.*\n)*  --bus-name <NAME> +Publishes under NAME \\(default "
-                                                      "org\\.kxxml\\.Demo\\)\\.";
+                                                      "org\\.kxxml\\.Demo\\)";
     QTest::newRow("monitor") << args("monitor --help") << "^Usage: kxxml monitor --bus NAME\n";
     QTest::newRow("request") << args("request --help") << "\\[--trace \\| --bus NAME \\[--timeout SECONDS\\]\\]"
                                                           "\n(.*\n)*  --timeout <SECONDS> +With --bus, waits at most";

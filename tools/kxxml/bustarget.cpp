@@ -20,12 +20,9 @@ std::optional<Outcome> noSessionBus()
 
 } // namespace
 
-QCommandLineOption BusTarget::option()
+QCommandLineOption BusTarget::option(const QString& description)
 {
-    return QCommandLineOption(QStringLiteral("bus"),
-                              QStringLiteral("Talks to the application published as NAME on the session bus "
-                                             "(e.g. by kxxml serve) instead of a router of the tool's own."),
-                              QStringLiteral("NAME"));
+    return QCommandLineOption(QStringLiteral("bus"), description, QStringLiteral("NAME"));
 }
 
 QString BusTarget::defaultName()

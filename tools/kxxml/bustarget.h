@@ -15,8 +15,8 @@ class XMLBusClient;
 class BusTarget
 {
 public:
-    /// `--bus NAME`.
-    static QCommandLineOption option();
+    /// `--bus NAME`, described as @p description; its name alone, for isSet() and value().
+    static QCommandLineOption option(const QString& description = QString());
     /// Where `kxxml serve` publishes without --bus-name, and the example everywhere.
     static QString defaultName();
 

@@ -28,14 +28,14 @@ QString MonitorCommand::synopsis() const
 
 QString MonitorCommand::summary() const
 {
-    return QStringLiteral("Prints the router events of the application at --bus NAME as they happen, one line\n"
-                          "      each as --trace writes them, until SIGINT or SIGTERM (exit status 0) or until\n"
-                          "      the application leaves the bus (exit status 1).");
+    return QStringLiteral("Prints the router events of an application as they happen, as --trace does.");
 }
 
 void MonitorCommand::addOptions(QCommandLineParser& parser) const
 {
-    parser.addOption(BusTarget::option());
+    parser.addOption(BusTarget::option(QStringLiteral("Watches the application published as NAME on the session bus "
+                                                      "until SIGINT or SIGTERM (exit status 0) or until it leaves "
+                                                      "the bus (exit status 1).")));
 }
 
 Outcome MonitorCommand::execute(const QCommandLineParser& parser)

@@ -57,12 +57,7 @@ QString RequestCommand::synopsis() const
 
 QString RequestCommand::summary() const
 {
-#if KXXML_HAS_DBUS
-    return QStringLiteral("Sends one request to the comm-server agent, of the tool's own router or of the\n"
-                          "      application at --bus NAME, and prints its reply packet.");
-#else
     return QStringLiteral("Sends one request to the comm-server agent and prints its reply packet.");
-#endif
 }
 
 void RequestCommand::addOptions(QCommandLineParser& parser) const
@@ -79,7 +74,9 @@ void RequestCommand::addOptions(QCommandLineParser& parser) const
                       QStringLiteral("N")});
     parser.addOption(RouterTrace::option());
 #if KXXML_HAS_DBUS
-    parser.addOption(BusTarget::option());
+    parser.addOption(BusTarget::option(QStringLiteral("Sends the request to the application published as NAME on "
+                                                      "the session bus (e.g. by kxxml serve) instead of a router "
+                                                      "of the tool's own.")));
     parser.addOption({TimeoutOption,
                       QStringLiteral("With --bus, waits at most SECONDS (default %1) for the reply, or for each "
                                      "page.").arg(DefaultTimeoutSeconds),

@@ -33,15 +33,15 @@ QString ServeCommand::synopsis() const
 
 QString ServeCommand::summary() const
 {
-    return QStringLiteral("Publishes a router with the comm-server agent on the session bus, prints the bus\n"
-                          "      name when ready and serves until SIGINT or SIGTERM.");
+    return QStringLiteral("Publishes a router with the comm-server agent on the session bus until stopped.");
 }
 
 void ServeCommand::addOptions(QCommandLineParser& parser) const
 {
     parser.addOption(datasetOption());
     parser.addOption({BusNameOption,
-                      QStringLiteral("Publishes under NAME (default %1).").arg(BusTarget::defaultName()),
+                      QStringLiteral("Publishes under NAME (default %1), printed on standard output when "
+                                     "ready; serves until SIGINT or SIGTERM.").arg(BusTarget::defaultName()),
                       QStringLiteral("NAME")});
 }
 

@@ -56,6 +56,9 @@ XMLBusExporterPrivate::~XMLBusExporterPrivate() = default;
 std::optional<XMLBusExporterPrivate::CallError> XMLBusExporterPrivate::registerAgent(const QString& name,
                                                                                      int agentType, int& agentID)
 {
+    // A call that QtDBus had queued before the router was withdrawn.
+    if (serviceName.isEmpty() || !router)
+        return CallError{QStringLiteral("org.freedesktop.DBus.Error.UnknownObject"), QStringLiteral("no router here")};
     Peer& p = peer(name);
     if (p.agent) {
         return CallError{XMLBusExporter::ERROR_ALREADY_REGISTERED,
@@ -132,6 +135,8 @@ std::optional<XMLBusExporterPrivate::CallError> XMLBusExporterPrivate::acknowled
 
 void XMLBusExporterPrivate::monitor(const QString& name, bool on)
 {
+    if (serviceName.isEmpty())
+        return;
     if (on) {
         peer(name).monitoring = true;
         watch(name);
@@ -347,6 +352,10 @@ bool XMLBusExporter::publish(const QString& serviceName, const QDBusConnection& 
         return false;
     }
     QDBusConnection bus = connection;
+    if (!bus.interface()) {
+        d->errorString = QStringLiteral("not a bus connection: no names to publish under");
+        return false;
+    }
     if (!bus.registerObject(OBJECT_PATH, this, QDBusConnection::ExportAdaptors)) {
         d->errorString = QStringLiteral("the object path %1 is taken on this connection").arg(OBJECT_PATH);
         return false;

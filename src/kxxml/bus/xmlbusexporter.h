@@ -29,10 +29,12 @@ class XMLRouter;
 /// reply naming what is wrong (`org.kxxml.Router1.Error.BadXml` with the line and column,
 /// and the other names of docs/BUS.md) and changes nothing else.
 ///
-/// A process acknowledges what it has been sent (`Acknowledge`). Once more than
-/// maxPendingPackets() signals or maxPendingBytes() characters of them are unacknowledged,
-/// the exporter drops the process: it removes its proxy and tells it why in a `Dropped`
-/// signal. What the application holds for a process that stops reading is so bounded.
+/// Signals are not waited for: a process acknowledges what it has read (`Acknowledge`). When
+/// one more signal would leave a process with more than maxPendingPackets() signals, or
+/// maxPendingBytes() characters of them, unacknowledged, the exporter sends it nothing more:
+/// it removes its proxy and tells it why in a `Dropped` signal. What the application holds,
+/// or has the bus daemon hold, for a process that stops reading is so bounded. A call made
+/// without expecting a reply gets a refusal as a `Refused` signal instead of an error reply.
 ///
 /// Processes may also ask to watch the traffic (`Monitor`): they then get one `Traffic`
 /// signal per router event, in the line format of XMLRouterLogger. The exporter attaches an
