@@ -9,6 +9,9 @@
 #include <QProcessEnvironment>
 #include <QString>
 
+#include <signal.h>
+#include <sys/prctl.h>
+
 class PrivateBus
 {
 public:
@@ -28,6 +31,10 @@ public:
     /// Starts the daemon and reads its address; false with @p error when it cannot.
     bool start(const QString& daemonPath, QString& error)
     {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        // The daemon ends with the test, also when the test crashes or is killed (Qt 6 only).
+        m_daemon.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGTERM); });
+#endif
         m_daemon.start(daemonPath, {QStringLiteral("--session"), QStringLiteral("--print-address"),
                                     QStringLiteral("--nofork"), QStringLiteral("--nopidfile")});
         if (!m_daemon.waitForStarted(10000)) {
