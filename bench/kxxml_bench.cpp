@@ -12,6 +12,13 @@
 
 #include <benchmark/benchmark.h>
 
+#if KXXML_HAS_DBUS
+#include "privatebus.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#endif
+
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QDomDocument>
@@ -312,6 +319,123 @@ void BM_QueuedCall(benchmark::State& state)
 }
 BENCHMARK(BM_QueuedCall)->Name("route/queued_call");
 
+// ---- A request over D-Bus ----
+//
+// An application (a router with its comm-server agent, published by XMLBusExporter) and a
+// client (XMLBusClient) in this process, on two connections to a bus daemon of the bench's
+// own: every message goes through the daemon, as between processes. The baseline is the
+// cheapest round trip there is to the same application, org.freedesktop.DBus.Peer.Ping.
+// Both wait in the event loop, as the application and the tool do.
+
+#if KXXML_HAS_DBUS
+/// The bench's own bus daemon, started at first use; null when there is none.
+const PrivateBus* benchBus(std::string& why)
+{
+    static std::unique_ptr<PrivateBus> bus;
+    static std::string failure;
+    static bool tried = false;
+    if (!tried) {
+        tried = true;
+#ifdef KXXML_DBUS_DAEMON
+        auto started = std::make_unique<PrivateBus>();
+        QString error;
+        if (started->start(QStringLiteral(KXXML_DBUS_DAEMON), error))
+            bus = std::move(started);
+        else
+            failure = error.toStdString() + ": the bus figures are skipped";
+#else
+        failure = "dbus-daemon was not found when kxxml-bench was built (Debian: dbus): the bus figures are skipped";
+#endif
+    }
+    why = failure;
+    return bus.get();
+}
+
+/// The application and its client, once the client is registered.
+struct BusSession
+{
+    explicit BusSession(const PrivateBus& bus)
+        : server(openJobs(1))
+        , router(server.get(), nullptr, "bench")
+        , exporter(&router)
+        , application(QDBusConnection::connectToBus(bus.address(), QStringLiteral("bench-application")))
+        , clientConnection(QDBusConnection::connectToBus(bus.address(), QStringLiteral("bench-client")))
+        , client(clientConnection)
+    {
+        ready = exporter.publish(QStringLiteral("org.kxxml.Bench"), application)
+            && client.registerAgent(QStringLiteral("org.kxxml.Bench"), 100);
+    }
+
+    std::unique_ptr<KXCommServer> server;
+    XMLRouter router;
+    XMLBusExporter exporter;
+    QDBusConnection application;
+    QDBusConnection clientConnection;
+    XMLBusClient client;
+    bool ready = false;
+};
+
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+/// Each iteration times a ping and then a small request's round trip (the outputs of a
+/// dataset with one output database: one packetable in the reply), one right after the
+/// other, so that both meet the same load on a shared machine; the figure compares the
+/// medians of the two (counters ping_ns and request_ns), in wall time.
+void BM_BusRoundTrips(benchmark::State& state)
+{
+    std::string why;
+    const PrivateBus* bus = benchBus(why);
+    if (!bus) {
+        state.SkipWithError(why.c_str());
+        return;
+    }
+    BusSession session(*bus);
+    if (!session.ready) {
+        state.SkipWithError("cannot publish the application or register with it");
+        return;
+    }
+    int replies = 0;
+    QObject::connect(&session.client, &XMLBusClient::packetReceived, [&replies] { ++replies; });
+    XMLPacket request;
+    request.setSourceAgentID(session.client.agentID());
+    request.setDestinationAgentID(-1);
+    XMLAction action(QStringLiteral("outputs"), 1000, session.client.agentID());
+    request.append(action);
+    const QDBusMessage ping = QDBusMessage::createMethodCall(session.application.baseService(), QStringLiteral("/"),
+                                                             QStringLiteral("org.freedesktop.DBus.Peer"),
+                                                             QStringLiteral("Ping"));
+    std::vector<double> pings;
+    std::vector<double> requests;
+    QElapsedTimer clock;
+    for (auto _ : state) {
+        clock.start();
+        QDBusPendingCallWatcher watcher(session.clientConnection.asyncCall(ping));
+        bool answered = false;
+        QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, [&answered] { answered = true; });
+        while (!answered)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        pings.push_back(static_cast<double>(clock.nsecsElapsed()));
+
+        clock.start();
+        const int expected = replies + 1;
+        session.client.send(request);
+        while (replies < expected)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        requests.push_back(static_cast<double>(clock.nsecsElapsed()));
+    }
+    state.counters["ping_ns"] = median(pings);
+    state.counters["request_ns"] = median(requests);
+}
+BENCHMARK(BM_BusRoundTrips)->Name("bus/round_trips")->UseRealTime();
+#endif
+
 // ---- The duplicate check ----
 
 enum class Difference { Destination, FirstPacketable, LastPacketable, None };
@@ -566,7 +690,9 @@ BENCHMARK_CAPTURE(BM_ToolPeakRss, single, false)->Name("paged/tool_rss_single")-
 
 /// Collects each benchmark's result (its median when repeated) beside the console output.
 /// Figures use CPU time: the machines this runs on are shared, and waiting for a core is
-/// not the library's time. Everything measured runs on the calling thread.
+/// not the library's time. Everything measured runs on the calling thread, but for the round
+/// trips over D-Bus, which wait for the bus daemon and QtDBus's thread: they are timed by the
+/// benchmark itself, in wall time, and reported as counters.
 class Collector : public benchmark::ConsoleReporter
 {
 public:
@@ -741,6 +867,12 @@ std::vector<Figure> figures(const Collector& c)
                        bytesText(parse), reply / parse, 1.5, "≤ 1.5×"});
     }
     addPagedFigures(c, out);
+    if (const auto* bus = c.find("bus/round_trips/real_time")) {
+        const double request = bus->counters.at("request_ns");
+        const double ping = bus->counters.at("ping_ns");
+        out.push_back({"Small request over D-Bus, round trip (median, wall time), vs a D-Bus ping of the same process",
+                       timeText(request), timeText(ping), request / ping, 1.5, "≤ 1.5×"});
+    }
     return out;
 }
 

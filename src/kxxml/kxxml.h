@@ -1,6 +1,7 @@
 #pragma once
 
-// Every public header of kxxml.
+// Every public header of kxxml; those of the D-Bus component when this build has it.
+#include <kxxml/kxxml_config.h>
 #include <kxxml/xml/xmlobject.h>
 #include <kxxml/xml/xmlmessage.h>
 #include <kxxml/xml/xmlimage.h>
@@ -16,3 +17,7 @@
 #include <kxxml/messaging/xmlrouterobserver.h>
 #include <kxxml/messaging/xmlrouterlogger.h>
 #include <kxxml/commserver/xmlcommserver.h>
+#if KXXML_HAS_DBUS
+#include <kxxml/bus/xmlbusexporter.h>
+#include <kxxml/bus/xmlbusclient.h>
+#endif

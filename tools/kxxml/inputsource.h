@@ -1,5 +1,7 @@
 #pragma once
 
+#include <kxxml/xml/safexmlreader_p.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -7,8 +9,9 @@
 class InputSource
 {
 public:
-    /// The largest input read; anything longer is refused rather than read without end.
-    static constexpr qint64 MaxBytes = 64 * 1024 * 1024;
+    /// The largest input read, the same as for XML read from outside; anything longer is
+    /// refused rather than read without end.
+    static constexpr qint64 MaxBytes = SafeXmlReader::MaxBytes;
 
     /// @p argument is the file name given on the command line; empty or `-` means standard input.
     explicit InputSource(const QString& argument);

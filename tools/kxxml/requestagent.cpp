@@ -35,11 +35,23 @@ RequestAgent::RequestAgent()
 
 RequestAgent::~RequestAgent() = default;
 
+int RequestAgent::agentTypeOfTool()
+{
+    return ToolAgentType;
+}
+
 std::unique_ptr<XMLAction> RequestAgent::requestAction(const QString& requestName,
                                                        const QList<KXKEY_ELEMENT>& keys,
                                                        const bool* excludePublications) const
 {
-    auto action = std::make_unique<XMLAction>(requestName, requestCode(requestName), getAgentID());
+    return requestAction(requestName, keys, excludePublications, getAgentID());
+}
+
+std::unique_ptr<XMLAction> RequestAgent::requestAction(const QString& requestName,
+                                                       const QList<KXKEY_ELEMENT>& keys,
+                                                       const bool* excludePublications, int originatorID)
+{
+    auto action = std::make_unique<XMLAction>(requestName, requestCode(requestName), originatorID);
     if (!keys.isEmpty()) {
         QList<KXKEY_ELEMENT> copies = keys;
         QList<KXKEY_ELEMENT*> pointers;

@@ -28,8 +28,15 @@ public:
     RequestAgent(const RequestAgent&) = delete;
     RequestAgent& operator=(const RequestAgent&) = delete;
 
-    /// A request action of @p requestName from this agent: its key list is @p keys (none
-    /// when empty); `exclude_publications` is written when @p excludePublications is set.
+    /// A request action of @p requestName from the agent @p originatorID: its key list is
+    /// @p keys (none when empty); `exclude_publications` is written when
+    /// @p excludePublications is set.
+    static std::unique_ptr<XMLAction> requestAction(const QString& requestName, const QList<KXKEY_ELEMENT>& keys,
+                                                    const bool* excludePublications, int originatorID);
+    /// The agent type of the tool's agent, in its own router or in another application's.
+    static int agentTypeOfTool();
+
+    /// The same request action, from this agent.
     std::unique_ptr<XMLAction> requestAction(const QString& requestName, const QList<KXKEY_ELEMENT>& keys,
                                              const bool* excludePublications) const;
     /// Sends a copy of @p action to the comm-server agent and runs the event loop until the

@@ -5,11 +5,16 @@
 #include "routertrace.h"
 #include "session.h"
 
+#include <kxxml/kxxml_config.h>
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/packetable/hostlib.h>
 #include <kxxml/ui/xmlaction.h>
 
 #include <QCommandLineParser>
+
+#if KXXML_HAS_DBUS
+#include "busrequest.h"
+#endif
 
 #include <cstdio>
 
@@ -19,6 +24,8 @@ const QString DbOption = QStringLiteral("db");
 const QString IncludeOption = QStringLiteral("include-publications");
 const QString ExcludeOption = QStringLiteral("exclude-publications");
 const QString PageSizeOption = QStringLiteral("page-size");
+const QString TimeoutOption = QStringLiteral("timeout");
+constexpr int DefaultTimeoutSeconds = 10;
 
 // Writes one page as it arrives, so that the tool holds one page at a time.
 void printPage(const XMLPacket& page)
@@ -37,9 +44,15 @@ QString RequestCommand::name() const
 
 QString RequestCommand::synopsis() const
 {
+#if KXXML_HAS_DBUS
+    return QStringLiteral("outputs|publications|books|jobs [--dataset FILE] [--db KEY:HKEY]...\n"
+                          "              [--include-publications | --exclude-publications] [--page-size N]\n"
+                          "              [--trace | --bus NAME [--timeout SECONDS]]");
+#else
     return QStringLiteral("outputs|publications|books|jobs [--dataset FILE] [--db KEY:HKEY]...\n"
                           "              [--include-publications | --exclude-publications] [--page-size N]\n"
                           "              [--trace]");
+#endif
 }
 
 QString RequestCommand::summary() const
@@ -60,6 +73,15 @@ void RequestCommand::addOptions(QCommandLineParser& parser) const
                                      "as it arrives."),
                       QStringLiteral("N")});
     parser.addOption(RouterTrace::option());
+#if KXXML_HAS_DBUS
+    parser.addOption(BusTarget::option(QStringLiteral("Sends the request to the application published as NAME on "
+                                                      "the session bus (e.g. by kxxml serve) instead of a router "
+                                                      "of the tool's own.")));
+    parser.addOption({TimeoutOption,
+                      QStringLiteral("With --bus, waits at most SECONDS (default %1) for the reply, or for each "
+                                     "page.").arg(DefaultTimeoutSeconds),
+                      QStringLiteral("SECONDS")});
+#endif
     parser.addPositionalArgument(QStringLiteral("kind"),
                                  QStringLiteral("outputs (1000), publications (1001), books (1002) or jobs (1003)."));
 }
@@ -95,6 +117,27 @@ Outcome RequestCommand::execute(const QCommandLineParser& parser)
         if (!ok || pageSize < 1)
             return usageError(QStringLiteral("--page-size '%1': expected a positive integer").arg(text));
     }
+
+#if KXXML_HAS_DBUS
+    if (parser.isSet(BusTarget::option())) {
+        if (parser.isSet(QStringLiteral("dataset")))
+            return usageError(QStringLiteral("--dataset and --bus exclude each other"));
+        if (parser.isSet(RouterTrace::option()))
+            return usageError(QStringLiteral("--trace watches the tool's own router; with --bus, use kxxml monitor"));
+        double seconds = DefaultTimeoutSeconds;
+        if (parser.isSet(TimeoutOption)) {
+            bool ok = false;
+            const QString text = parser.value(TimeoutOption);
+            seconds = text.toDouble(&ok);
+            if (!ok || !(seconds > 0) || seconds > 86400)
+                return usageError(QStringLiteral("--timeout '%1': expected a number of seconds above 0").arg(text));
+        }
+        const BusRequest request(BusTarget(parser.value(BusTarget::option())), qMax(1, qRound(seconds * 1000)));
+        return request.run(kind, keys, excludeSetting, pageSize, printPage);
+    }
+    if (parser.isSet(TimeoutOption))
+        return usageError(QStringLiteral("--timeout goes with --bus"));
+#endif
 
     const DatasetSource dataset(parser.value(QStringLiteral("dataset")));
     QString error;

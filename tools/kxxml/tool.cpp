@@ -6,6 +6,13 @@
 #include "totextcommand.h"
 #include "toxmlcommand.h"
 
+#include <kxxml/kxxml_config.h>
+
+#if KXXML_HAS_DBUS
+#include "monitorcommand.h"
+#include "servecommand.h"
+#endif
+
 Tool::Tool()
 {
     m_commands.push_back(std::make_unique<DemoCommand>());
@@ -13,6 +20,10 @@ Tool::Tool()
     m_commands.push_back(std::make_unique<ToXmlCommand>());
     m_commands.push_back(std::make_unique<ToTextCommand>());
     m_commands.push_back(std::make_unique<ArchiveCommand>());
+#if KXXML_HAS_DBUS
+    m_commands.push_back(std::make_unique<ServeCommand>());
+    m_commands.push_back(std::make_unique<MonitorCommand>());
+#endif
 }
 
 Tool::~Tool() = default;

@@ -1,10 +1,10 @@
 #include "totextcommand.h"
 
 #include "inputsource.h"
-#include "safexmlreader.h"
 
 #include <kxxml/packetable/hostlib.h>
 #include <kxxml/packetable/xmlpacketable.h>
+#include <kxxml/xml/safexmlreader_p.h>
 
 #include <QCommandLineParser>
 

@@ -1,11 +1,9 @@
 #include "xmlrouterlogger.h"
 
+#include "routereventline_p.h"
 #include "xmlpacket.h"
 
-#include <QDomElement>
 #include <QLoggingCategory>
-
-#include <list>
 
 namespace {
 
@@ -18,28 +16,14 @@ bool logging()
     return lcRouter().isDebugEnabled() || lcRouterPackets().isDebugEnabled();
 }
 
-// " type=<n>" for a packet whose body holds an action with a type; empty otherwise.
-QByteArray actionTypeField(const XMLPacket& packet)
-{
-    std::list<QDomNode> actions;
-    if (packet.getNodesOfType(XMLObject::XMLOBJECT_ACTION, actions) == 0)
-        return {};
-    const QString type = QStringLiteral("type");
-    const QDomElement action = actions.front().toElement();
-    if (!action.hasAttribute(type))
-        return {};
-    return " type=" + QByteArray::number(XMLObject::getAttributeInt(action, type));
-}
-
 void logPacket(quint64 sequence, const char* event, const XMLPacket& packet, int source, int destination,
                const char* reason = nullptr)
 {
     const QString text = packet.packetText();
     const auto seq = static_cast<unsigned long long>(sequence);
     if (lcRouter().isDebugEnabled()) {
-        const QByteArray reasonField = reason ? QByteArray(" reason=") + reason : QByteArray();
-        qCDebug(lcRouter, "%llu %s src=%d dst=%d%s size=%lld%s", seq, event, source, destination,
-                actionTypeField(packet).constData(), static_cast<long long>(text.size()), reasonField.constData());
+        qCDebug(lcRouter, "%s",
+                RouterEventLine::packet(sequence, event, packet, source, destination, text.size(), reason).constData());
     }
     if (lcRouterPackets().isDebugEnabled()) {
         QStringView body(text);
@@ -66,8 +50,7 @@ void XMLRouterLogger::packetRefused(const XMLRouter&, quint64 sequence, const XM
                                     int destinationID, Refusal reason)
 {
     if (logging()) {
-        logPacket(sequence, "refused", packet, sourceID, destinationID,
-                  reason == Refusal::Repetition ? "repetition" : "unregistered-source");
+        logPacket(sequence, "refused", packet, sourceID, destinationID, RouterEventLine::refusal(reason));
     }
 }
 
@@ -87,18 +70,15 @@ void XMLRouterLogger::packetUndeliverable(const XMLRouter&, quint64 sequence, co
 
 void XMLRouterLogger::agentRegistered(const XMLRouter&, quint64 sequence, int agentID, int agentType)
 {
-    qCDebug(lcRouter, "%llu agent-added agent=%d type=%d", static_cast<unsigned long long>(sequence), agentID,
-            agentType);
+    qCDebug(lcRouter, "%s", RouterEventLine::agent(sequence, "agent-added", agentID, agentType).constData());
 }
 
 void XMLRouterLogger::agentUnregistered(const XMLRouter&, quint64 sequence, int agentID, int agentType)
 {
-    qCDebug(lcRouter, "%llu agent-removed agent=%d type=%d", static_cast<unsigned long long>(sequence), agentID,
-            agentType);
+    qCDebug(lcRouter, "%s", RouterEventLine::agent(sequence, "agent-removed", agentID, agentType).constData());
 }
 
 void XMLRouterLogger::brokerAsked(const XMLRouter&, quint64 sequence, int agentType, int agentID)
 {
-    qCDebug(lcRouter, "%llu broker-asked agent=%d type=%d", static_cast<unsigned long long>(sequence), agentID,
-            agentType);
+    qCDebug(lcRouter, "%s", RouterEventLine::agent(sequence, "broker-asked", agentID, agentType).constData());
 }

@@ -1,0 +1,354 @@
+// The kxxml tool over D-Bus, as processes on a dbus-daemon of the test's own: kxxml serve,
+// kxxml request --bus and kxxml monitor.
+#include "privatebus.h"
+
+#include <kxxml/bus/xmlbusclient.h>
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <signal.h>
+
+#include <memory>
+
+namespace {
+
+const QString Sample = QStringLiteral("org.kxxml.Test");
+const QString Failing = QStringLiteral("org.kxxml.Failing");
+
+struct Run
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+QStringList args(const char* text)
+{
+    return QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+// The tool's reply with the destination agent's id left out: the one thing that differs
+// between a router of the tool's own and an application's.
+QString withoutDestination(const QByteArray& text)
+{
+    return QString::fromUtf8(text).replace(QRegularExpression(QStringLiteral("<dst agent_id=\"\\d+\"/>")),
+                                           QStringLiteral("<dst/>"));
+}
+
+QList<int> destinations(const QByteArray& text)
+{
+    QList<int> ids;
+    const QRegularExpression dst(QStringLiteral("<dst agent_id=\"(\\d+)\"/>"));
+    for (auto it = dst.globalMatch(QString::fromUtf8(text)); it.hasNext();)
+        ids.append(it.next().captured(1).toInt());
+    return ids;
+}
+
+} // namespace
+
+class TestKxXmlBus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+    void requests_data();
+    void requests();
+    void errors_data();
+    void errors();
+    void serveStopsOnSignal_data();
+    void serveStopsOnSignal();
+    void applicationGoesWhileClientWaits();
+    void monitor_data();
+    void monitor();
+    void help_data();
+    void help();
+
+private:
+    std::unique_ptr<QProcess> start(const QStringList& arguments) const;
+    std::unique_ptr<QProcess> serve(const QString& name, const QString& dataset = QString()) const;
+    Run run(const QStringList& arguments, bool withBus = true) const;
+
+    PrivateBus bus;
+    std::unique_ptr<QProcess> sampleServer;
+    std::unique_ptr<QProcess> failingServer;
+};
+
+std::unique_ptr<QProcess> TestKxXmlBus::start(const QStringList& arguments) const
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(bus.environment());
+    process->setWorkingDirectory(QStringLiteral(KXXML_TOOL_DATA));
+    process->start(QStringLiteral(KXXML_TOOL), arguments);
+    return process;
+}
+
+// kxxml serve, once it has said that it is ready; null when it did not.
+std::unique_ptr<QProcess> TestKxXmlBus::serve(const QString& name, const QString& dataset) const
+{
+    QStringList arguments = {QStringLiteral("serve"), QStringLiteral("--bus-name"), name};
+    if (!dataset.isEmpty())
+        arguments << QStringLiteral("--dataset") << dataset;
+    std::unique_ptr<QProcess> process = start(arguments);
+    while (!process->canReadLine()) {
+        if (!process->waitForReadyRead(20000))
+            return nullptr;
+    }
+    return process->readLine() == name.toUtf8() + '\n' ? std::move(process) : nullptr;
+}
+
+Run TestKxXmlBus::run(const QStringList& arguments, bool withBus) const
+{
+    QProcess process;
+    QProcessEnvironment environment = bus.environment();
+    if (!withBus)
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(QStringLiteral(KXXML_TOOL_DATA));
+    process.start(QStringLiteral(KXXML_TOOL), arguments);
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+void TestKxXmlBus::initTestCase()
+{
+    QString error;
+    QVERIFY2(bus.start(QStringLiteral(KXXML_DBUS_DAEMON), error), qPrintable(error));
+    bus.becomeSessionBus();
+    sampleServer = serve(Sample);
+    failingServer = serve(Failing, QStringLiteral("failing.json"));
+    QVERIFY(sampleServer && failingServer);
+}
+
+void TestKxXmlBus::cleanupTestCase()
+{
+    for (QProcess* server : {sampleServer.get(), failingServer.get()}) {
+        if (!server)
+            continue;
+        ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+        QVERIFY(server->waitForFinished(20000));
+        QCOMPARE(server->exitCode(), 0);
+    }
+}
+
+void TestKxXmlBus::requests_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("outputs") << args("request outputs");
+    QTest::newRow("publications") << args("request publications");
+    QTest::newRow("books of one database") << args("request books --db b:1");
+    QTest::newRow("jobs including publications") << args("request jobs --include-publications");
+    QTest::newRow("jobs of two databases") << args("request jobs --db a:2 --db a:1");
+    QTest::newRow("jobs in pages") << args("request jobs --include-publications --page-size 3");
+}
+
+// The same bytes as from a router of the tool's own, but for the destination's id.
+void TestKxXmlBus::requests()
+{
+    QFETCH(QStringList, arguments);
+    const Run local = run(arguments);
+    const Run remote = run(arguments + QStringList{QStringLiteral("--bus"), Sample});
+    QCOMPARE(local.status, 0);
+    QCOMPARE(remote.status, 0);
+    QCOMPARE(remote.err, QByteArray());
+    QCOMPARE(withoutDestination(remote.out), withoutDestination(local.out));
+    const QList<int> ids = destinations(remote.out);
+    QVERIFY(!ids.isEmpty() && ids.constFirst() > 0);
+    QCOMPARE(ids.count(ids.constFirst()), ids.size());
+}
+
+void TestKxXmlBus::errors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<bool>("withBus");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("message"); // a regular expression for the line after "kxxml: "
+
+    QTest::newRow("name not on the bus") << args("request outputs --bus org.kxxml.Nobody") << true << 2
+                                         << "^org\\.kxxml\\.Nobody: not on the session bus$";
+    QTest::newRow("owner offers no router") << args("request outputs --bus org.freedesktop.DBus") << true << 2
+                                            << "^org\\.freedesktop\\.DBus: offers no kxxml router";
+    QTest::newRow("no bus") << args("request outputs --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
+    QTest::newRow("no reply in time") << args("request outputs --bus org.kxxml.Failing --timeout 1") << true << 1
+                                      << "^org\\.kxxml\\.Failing: no reply to the outputs request "
+                                         "\\(nothing within 1 second\\)$";
+    QTest::newRow("dataset and bus") << args("request jobs --bus org.kxxml.Test --dataset small.json") << true << 2
+                                     << "^request: --dataset and --bus exclude each other";
+    QTest::newRow("trace and bus") << args("request jobs --bus org.kxxml.Test --trace") << true << 2
+                                   << "^request: --trace watches the tool's own router";
+    QTest::newRow("timeout alone") << args("request jobs --timeout 3") << true << 2 << "^request: --timeout goes with --bus";
+    QTest::newRow("timeout zero") << args("request jobs --bus org.kxxml.Test --timeout 0") << true << 2
+                                  << "^request: --timeout '0': expected a number of seconds";
+    QTest::newRow("serve, name taken") << args("serve --bus-name org.kxxml.Test") << true << 2
+                                       << "^the name org\\.kxxml\\.Test is taken on the bus$";
+    QTest::newRow("serve, not a name") << args("serve --bus-name nodots") << true << 2 << "^nodots: ";
+    QTest::newRow("serve, no bus") << args("serve") << false << 2 << "^no session bus: ";
+    QTest::newRow("monitor without bus name") << args("monitor") << true << 2 << "^monitor: missing --bus NAME";
+    QTest::newRow("monitor, name not on the bus") << args("monitor --bus org.kxxml.Nobody") << true << 2
+                                                  << "^org\\.kxxml\\.Nobody: not on the session bus$";
+    QTest::newRow("monitor, no bus") << args("monitor --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
+}
+
+void TestKxXmlBus::errors()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(bool, withBus);
+    QFETCH(int, status);
+    QFETCH(QString, message);
+
+    const Run result = run(arguments, withBus);
+    QCOMPARE(result.status, status);
+    QVERIFY2(result.out.isEmpty(), result.out.left(200).constData());
+    QVERIFY2(result.err.startsWith("kxxml: ") && result.err.endsWith('\n') && result.err.count('\n') == 1,
+             result.err.constData());
+    const QString line = QString::fromUtf8(result.err.mid(7).chopped(1));
+    QVERIFY2(QRegularExpression(message).match(line).hasMatch(), qPrintable(line));
+}
+
+void TestKxXmlBus::serveStopsOnSignal_data()
+{
+    QTest::addColumn<int>("signalNumber");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void TestKxXmlBus::serveStopsOnSignal()
+{
+    QFETCH(int, signalNumber);
+    const QString name = QStringLiteral("org.kxxml.Stopping");
+    std::unique_ptr<QProcess> server = serve(name);
+    QVERIFY(server);
+    QDBusConnectionInterface* daemon = QDBusConnection::sessionBus().interface();
+    QVERIFY(daemon->isServiceRegistered(name));
+    ::kill(static_cast<pid_t>(server->processId()), signalNumber);
+    QVERIFY(server->waitForFinished(20000));
+    QCOMPARE(server->exitStatus(), QProcess::NormalExit);
+    QCOMPARE(server->exitCode(), 0);
+    QCOMPARE(server->readAllStandardError(), QByteArray());
+    QVERIFY(server->readAllStandardOutput().isEmpty()); // the ready line was all
+    QVERIFY(!daemon->isServiceRegistered(name));
+}
+
+// The application stops while the tool waits for a reply: the tool ends at once, saying why.
+void TestKxXmlBus::applicationGoesWhileClientWaits()
+{
+    const QString name = QStringLiteral("org.kxxml.Going");
+    std::unique_ptr<QProcess> server = serve(name, QStringLiteral("failing.json"));
+    QVERIFY(server);
+    XMLBusClient watch;
+    QVERIFY(watch.startMonitoring(name));
+    bool registered = false;
+    connect(&watch, &XMLBusClient::trafficReceived, this, [&registered](const QString& line) {
+        registered = registered || line.contains(QStringLiteral(" agent-added "));
+    });
+    std::unique_ptr<QProcess> client = start(args("request outputs --bus org.kxxml.Going --timeout 60"));
+    QTRY_VERIFY_WITH_TIMEOUT(registered, 20000);
+
+    QElapsedTimer clock;
+    clock.start();
+    ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+    QVERIFY(client->waitForFinished(20000));
+    QVERIFY(clock.elapsed() < 10000);
+    QCOMPARE(client->exitCode(), 1);
+    QCOMPARE(client->readAllStandardError(),
+             QByteArray("kxxml: org.kxxml.Going: no reply to the outputs request "
+                        "(the application withdrew the router)\n"));
+    QVERIFY(server->waitForFinished(20000));
+    QCOMPARE(server->exitCode(), 0);
+}
+
+void TestKxXmlBus::monitor_data()
+{
+    QTest::addColumn<bool>("stopTheMonitor"); // else the application goes
+    QTest::newRow("monitor stopped") << true;
+    QTest::newRow("application gone") << false;
+}
+
+// The monitor prints the application's events, in the trace's format, as they happen.
+void TestKxXmlBus::monitor()
+{
+    QFETCH(bool, stopTheMonitor);
+    const QString name = QStringLiteral("org.kxxml.Watched");
+    std::unique_ptr<QProcess> server = serve(name);
+    QVERIFY(server);
+    std::unique_ptr<QProcess> monitor = start({QStringLiteral("monitor"), QStringLiteral("--bus"), name});
+    QByteArray out;
+    // The monitor tells nobody when it is ready: requests until it shows one.
+    int id = 0;
+    for (int attempt = 0; attempt < 50 && !id; ++attempt) {
+        const Run request = run({QStringLiteral("request"), QStringLiteral("outputs"), QStringLiteral("--bus"), name});
+        QCOMPARE(request.status, 0);
+        const int agent = destinations(request.out).value(0);
+        const QByteArray added = " agent-added agent=" + QByteArray::number(agent) + " type=100\n";
+        const QByteArray removed = " agent-removed agent=" + QByteArray::number(agent) + " type=100\n";
+        QTest::qWait(100);
+        out += monitor->readAllStandardOutput();
+        if (out.contains(added) && out.contains(removed))
+            id = agent; // seen from start to end
+    }
+    QVERIFY2(id > 0, out.constData());
+
+    QStringList events;
+    qulonglong previous = 0;
+    const QRegularExpression format(QStringLiteral("^(\\d+) ((agent-added|agent-removed) agent=-?\\d+ type=\\d+|"
+                                                   "(accepted|delivered) src=-?\\d+ dst=-?\\d+( type=\\d+)? size=\\d+)$"));
+    const QRegularExpression mentions(QStringLiteral("(agent|src|dst)=%1\\b").arg(id));
+    for (const QByteArray& text : out.trimmed().split('\n')) {
+        const QString line = QString::fromUtf8(text);
+        const QRegularExpressionMatch match = format.match(line);
+        QVERIFY2(match.hasMatch(), qPrintable(line));
+        QVERIFY(previous == 0 || match.captured(1).toULongLong() == previous + 1);
+        previous = match.captured(1).toULongLong();
+        if (mentions.match(line).hasMatch())
+            events.append(match.captured(2).remove(QRegularExpression(QStringLiteral(" size=\\d+$"))));
+    }
+    const QString agent = QString::number(id);
+    QCOMPARE(events, (QStringList{QStringLiteral("agent-added agent=%1 type=100").arg(agent),
+                                  QStringLiteral("accepted src=%1 dst=-1 type=1000").arg(agent),
+                                  QStringLiteral("delivered src=%1 dst=-1 type=1000").arg(agent),
+                                  QStringLiteral("accepted src=-1 dst=%1").arg(agent),
+                                  QStringLiteral("delivered src=-1 dst=%1").arg(agent),
+                                  QStringLiteral("agent-removed agent=%1 type=100").arg(agent)}));
+
+    ::kill(static_cast<pid_t>((stopTheMonitor ? monitor : server)->processId()), stopTheMonitor ? SIGINT : SIGTERM);
+    QVERIFY(monitor->waitForFinished(20000));
+    QCOMPARE(monitor->exitCode(), stopTheMonitor ? 0 : 1);
+    QCOMPARE(monitor->readAllStandardError(),
+             stopTheMonitor ? QByteArray() : QByteArray("kxxml: org.kxxml.Watched: the application withdrew the router\n"));
+    ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+    QVERIFY(server->waitForFinished(20000));
+}
+
+void TestKxXmlBus::help_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("expected"); // a regular expression
+    QTest::newRow("tool") << args("--help") << "\n  kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]\n(.*\n)*"
+                                               "  kxxml monitor --bus NAME\n";
+    QTest::newRow("serve") << args("serve --help") << "^Usage: kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]"
+                                                      "\n(.*\n)*  --bus-name <NAME> +Publishes under NAME \\(default "
+                                                      "org\\.kxxml\\.Demo\\)";
+    QTest::newRow("monitor") << args("monitor --help") << "^Usage: kxxml monitor --bus NAME\n";
+    QTest::newRow("request") << args("request --help") << "\\[--trace \\| --bus NAME \\[--timeout SECONDS\\]\\]"
+                                                          "\n(.*\n)*  --timeout <SECONDS> +With --bus, waits at most";
+}
+
+void TestKxXmlBus::help()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, expected);
+    const Run result = run(arguments);
+    QCOMPARE(result.status, 0);
+    const QString text = QString::fromUtf8(result.out);
+    QVERIFY2(QRegularExpression(expected).match(text).hasMatch(), qPrintable(text));
+}
+
+QTEST_GUILESS_MAIN(TestKxXmlBus)
+#include "tst_kxxmlbus.moc"

@@ -1,0 +1,629 @@
+// The router on D-Bus: XMLBusExporter and XMLBusClient against a dbus-daemon of the test's
+// own. The application publishes on one connection; each remote is another connection of
+// this process, a raw one where the test plays a misbehaving remote, or the kxxml tool.
+#include "privatebus.h"
+
+#include <kxxml/bus/xmlbusclient.h>
+#include <kxxml/bus/xmlbusexporter.h>
+#include <kxxml/kxxml.h>
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDomDocument>
+#include <QEventLoop>
+#include <QFile>
+#include <QLoggingCategory>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+
+#include <list>
+#include <memory>
+
+namespace {
+
+const QString Service = QStringLiteral("org.kxxml.Test");
+
+// An agent of the application: keeps what it receives and the removals it hears of.
+class Watcher : public XMLAgent
+{
+public:
+    Watcher() : XMLAgent(50) { wantsRemovalNotifications = true; }
+    void receive(XMLPacket* packet) override
+    {
+        sources.append(packet->getSourceAgentID());
+        delete packet;
+    }
+    void agentRemoved(int id) override { removed.append(id); }
+
+    QList<int> sources;
+    QList<int> removed;
+};
+
+// An application: a router with its comm-server agent and a watcher, published as Service.
+struct App
+{
+    App(KXCommServer* server, const QDBusConnection& connection)
+        : router(server, nullptr, "test")
+        , exporter(&router)
+    {
+        router.add(&watcher);
+        published = exporter.publish(Service, connection);
+    }
+    ~App() { router.remove(&watcher); }
+
+    // Sends a small message from the watcher to @p to; numbered, so that no two are equal.
+    void sendTo(int to, int number, int padding = 0)
+    {
+        XMLPacket* packet = watcher.getXMLPacket(to);
+        XMLMessage message(QStringLiteral("message %1 ").arg(number, 4) + QString(padding, u'x'));
+        packet->append(message);
+        router.send(packet);
+    }
+
+    XMLRouter router;
+    Watcher watcher;
+    XMLBusExporter exporter;
+    bool published = false;
+};
+
+// What a raw connection hears from the application.
+class SignalLog : public QObject
+{
+    Q_OBJECT
+public:
+    explicit SignalLog(QDBusConnection& connection) : bus(connection)
+    {
+        for (const char* name : {"Packet", "Dropped"}) {
+            const bool packet = name[0] == 'P';
+            bus.connect(Service, XMLBusExporter::OBJECT_PATH, XMLBusExporter::INTERFACE, QString::fromLatin1(name),
+                        this, packet ? SLOT(packet(uint,QString)) : SLOT(dropped(QString)));
+        }
+    }
+    QStringList packets;
+    QStringList drops;
+public Q_SLOTS:
+    void packet(uint, const QString& text) { packets.append(text); }
+    void dropped(const QString& reason) { drops.append(reason); }
+
+private:
+    QDBusConnection bus;
+};
+
+// Calls the router over @p bus and waits in an event loop, the application being in this thread.
+QDBusMessage call(const QDBusConnection& bus, const QString& method, const QVariantList& arguments = {},
+                  const QString& interface = XMLBusExporter::INTERFACE)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(Service, XMLBusExporter::OBJECT_PATH, interface, method);
+    message.setArguments(arguments);
+    QDBusPendingCallWatcher watcher(bus.asyncCall(message, 10000));
+    QEventLoop loop;
+    QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
+    if (!watcher.isFinished())
+        loop.exec();
+    return watcher.reply();
+}
+
+int registerRaw(const QDBusConnection& bus)
+{
+    const QDBusMessage reply = call(bus, QStringLiteral("Register"), {77});
+    return reply.type() == QDBusMessage::ReplyMessage ? reply.arguments().value(0).toInt() : 0;
+}
+
+QString packetText(int from, int to, const QString& body = QStringLiteral("<msg>hi</msg>"))
+{
+    return QStringLiteral("<kxxml xmlns=\"http://kxxml.org/xml/\"><header><src agent_id=\"%1\"/><dst agent_id=\"%2\"/>"
+                          "</header><body>%3</body></kxxml>").arg(from).arg(to).arg(body);
+}
+
+// A list request from @p from, as the tool builds it.
+std::unique_ptr<XMLPacket> requestPacket(int from, int code, int pageSize)
+{
+    auto packet = std::make_unique<XMLPacket>();
+    packet->setSourceAgentID(from);
+    packet->setDestinationAgentID(-1);
+    XMLAction action(QStringLiteral("request"), code, from);
+    action.setExcludePublications(false);
+    if (pageSize > 0)
+        action.setPageSize(pageSize);
+    packet->append(action);
+    return packet;
+}
+
+QStringList packetables(const XMLPacket& packet)
+{
+    std::list<QDomNode> nodes;
+    packet.getNodesOfType(XMLObject::XMLOBJECT_PACKETABLE, nodes);
+    QStringList texts;
+    for (const QDomNode& node : nodes)
+        texts.append(XMLObject::toString(node));
+    return texts;
+}
+
+std::unique_ptr<KXCommServer> openDataset(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return nullptr;
+    std::string error;
+    return KXCommServer::openData(file.readAll().toStdString(), path.toStdString(), &error);
+}
+
+QStringList loggerLines;
+void keepLoggerLine(QtMsgType, const QMessageLogContext& context, const QString& message)
+{
+    if (context.category && qstrcmp(context.category, "kxxml.router") == 0)
+        loggerLines.append(message);
+}
+
+} // namespace
+
+class TestXMLBus : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void requestOverTheBus_data();
+    void requestOverTheBus();
+    void twoClientsAtOnce();
+    void sourceIsTheCaller_data();
+    void sourceIsTheCaller();
+    void badInput_data();
+    void badInput();
+    void registration();
+    void refusalReachesTheClient();
+    void killedRemote();
+    void remoteThatNeverReads_data();
+    void remoteThatNeverReads();
+    void acknowledgingClientStays();
+    void monitorSeesTheLoggerLines();
+    void applicationGoesWhileClientWaits_data();
+    void applicationGoesWhileClientWaits();
+    void publishFailures();
+    void introspection();
+
+private:
+    QDBusConnection connection(const QString& name) const { return QDBusConnection::connectToBus(bus.address(), name); }
+
+    PrivateBus bus;
+    std::unique_ptr<KXCommServer> sample;
+    std::unique_ptr<KXCommServer> failing;
+};
+
+void TestXMLBus::initTestCase()
+{
+    QString error;
+    QVERIFY2(bus.start(QStringLiteral(KXXML_DBUS_DAEMON), error), qPrintable(error));
+    bus.becomeSessionBus();
+    sample = openDataset(QStringLiteral(KXXML_SAMPLE_DATASET));
+    failing = openDataset(QStringLiteral(KXXML_TOOL_DATA "/failing.json"));
+    QVERIFY(sample && failing);
+    QVERIFY(connection(QStringLiteral("app")).isConnected());
+}
+
+void TestXMLBus::requestOverTheBus_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<int>("pageSize");
+    QTest::newRow("outputs") << 1000 << 0;
+    QTest::newRow("jobs in pages of 3") << 1003 << 3;
+}
+
+// The same packetables in the same order as an agent of the application gets.
+void TestXMLBus::requestOverTheBus()
+{
+    QFETCH(int, code);
+    QFETCH(int, pageSize);
+    App app(sample.get(), connection(QStringLiteral("app")));
+    QVERIFY(app.published);
+
+    struct Local : XMLAgent
+    {
+        Local() : XMLAgent(100) {}
+        void receive(XMLPacket* packet) override
+        {
+            texts += packetables(*packet);
+            done = !packet->getMorePages();
+            delete packet;
+        }
+        QStringList texts;
+        bool done = false;
+    } local;
+    app.router.add(&local);
+    app.router.send(requestPacket(local.getAgentID(), code, pageSize).release());
+    QTRY_VERIFY(local.done);
+    app.router.remove(&local);
+    QVERIFY(!local.texts.isEmpty());
+
+    XMLBusClient client(connection(QStringLiteral("client")));
+    QVERIFY2(client.registerAgent(Service, 100), qPrintable(client.lastError().message()));
+    QCOMPARE(app.router.getAgentType(client.agentID()), 100);
+    QStringList texts;
+    bool done = false;
+    QList<int> destinations;
+    connect(&client, &XMLBusClient::packetReceived, this, [&](const XMLPacket& packet) {
+        texts += packetables(packet);
+        destinations.append(packet.getDestinationAgentID());
+        done = !packet.getMorePages();
+    });
+    QVERIFY(client.send(*requestPacket(client.agentID(), code, pageSize)));
+    QTRY_VERIFY(done);
+    QCOMPARE(texts, local.texts);
+    QCOMPARE(destinations.count(client.agentID()), destinations.size());
+}
+
+void TestXMLBus::twoClientsAtOnce()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    XMLBusClient first(connection(QStringLiteral("first")));
+    XMLBusClient second(connection(QStringLiteral("second")));
+    QVERIFY(first.registerAgent(Service, 100) && second.registerAgent(Service, 101));
+    QVERIFY(first.agentID() != second.agentID());
+
+    QList<QPair<int, int>> atFirst; // source, destination
+    QList<QPair<int, int>> atSecond;
+    connect(&first, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
+        atFirst.append({p.getSourceAgentID(), p.getDestinationAgentID()});
+    });
+    connect(&second, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
+        atSecond.append({p.getSourceAgentID(), p.getDestinationAgentID()});
+    });
+    // Both requests are on their way before either is answered; then one client to the other.
+    first.send(*requestPacket(first.agentID(), 1000, 0));
+    second.send(*requestPacket(second.agentID(), 1003, 0));
+    QTRY_COMPARE(atFirst.size() + atSecond.size(), 2);
+    XMLPacket note;
+    note.setDestinationAgentID(second.agentID());
+    first.send(note);
+    QTRY_COMPARE(atSecond.size(), 2);
+    QCOMPARE(atFirst, (QList<QPair<int, int>>{{-1, first.agentID()}}));
+    QCOMPARE(atSecond, (QList<QPair<int, int>>{{-1, second.agentID()}, {first.agentID(), second.agentID()}}));
+}
+
+void TestXMLBus::sourceIsTheCaller_data()
+{
+    QTest::addColumn<int>("claimed");
+    QTest::newRow("the comm-server agent") << -1;
+    QTest::newRow("the application's watcher") << 1;
+    QTest::newRow("no agent") << 0;
+    QTest::newRow("an unknown agent") << 999;
+}
+
+// Whatever source a packet claims, it enters the router as the sender's own agent.
+void TestXMLBus::sourceIsTheCaller()
+{
+    QFETCH(int, claimed);
+    App app(sample.get(), connection(QStringLiteral("app")));
+    const QDBusConnection remote = connection(QStringLiteral("remote"));
+    const int id = registerRaw(remote);
+    QVERIFY(id > 0);
+    const QDBusMessage reply = call(remote, QStringLiteral("Send"), {packetText(claimed, app.watcher.getAgentID())});
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+    QTRY_COMPARE(app.watcher.sources, QList<int>{id});
+}
+
+void TestXMLBus::badInput_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("message"); // a regular expression
+
+    QFile bomb(QStringLiteral(KXXML_TOOL_DATA "/bomb.xml"));
+    QVERIFY(bomb.open(QIODevice::ReadOnly));
+    QString deep = packetText(0, 1, QStringLiteral("%1%2"));
+    deep = deep.arg(QStringLiteral("<x>").repeated(300), QStringLiteral("</x>").repeated(300));
+    const QString tooDeep = QStringLiteral("^line 1, column \\d+: elements nested deeper than 259 levels$");
+
+    QTest::newRow("malformed") << packetText(0, 1).chopped(3) << XMLBusExporter::ERROR_BAD_XML
+                               << "^line 1, column \\d+: ";
+    QTest::newRow("nested too deep") << deep << XMLBusExporter::ERROR_BAD_XML << tooDeep;
+    QTest::newRow("entity bomb") << QString::fromUtf8(bomb.readAll()) << XMLBusExporter::ERROR_BAD_XML
+                                 << "^line 7, column \\d+: document type declarations are not accepted$";
+    QTest::newRow("undeclared entity") << packetText(0, 1, QStringLiteral("<msg>&boom;</msg>"))
+                                       << XMLBusExporter::ERROR_BAD_XML << "^line 1, column \\d+: ";
+    QTest::newRow("over the size limit") << packetText(0, 1, QStringLiteral("<msg>%1</msg>").arg(QString(5000, u'x')))
+                                         << XMLBusExporter::ERROR_TOO_LARGE
+                                         << "^the packet is (at least )?5\\d\\d\\d bytes, more than the limit of 4096$";
+    QTest::newRow("not a packet") << QStringLiteral("<packetable/>") << XMLBusExporter::ERROR_NOT_A_PACKET
+                                  << "^line 1, column \\d+: expected a packet";
+    QTest::newRow("another namespace") << QString(packetText(0, 1)).replace(QStringLiteral("kxxml.org"),
+                                                                            QStringLiteral("example.org"))
+                                       << XMLBusExporter::ERROR_NOT_A_PACKET << "expected a packet";
+    QTest::newRow("no destination") << QString(packetText(0, 1)).remove(QStringLiteral("<dst agent_id=\"1\"/>"))
+                                    << XMLBusExporter::ERROR_NOT_A_PACKET << "needs <header> with <src> and <dst>";
+}
+
+// Refused with an error that says what is wrong; nothing reaches the router, and the
+// application and the sender carry on.
+void TestXMLBus::badInput()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, error);
+    QFETCH(QString, message);
+    App app(sample.get(), connection(QStringLiteral("app")));
+    app.exporter.setMaxPacketBytes(4096);
+    const QDBusConnection remote = connection(QStringLiteral("remote"));
+    const int id = registerRaw(remote);
+
+    const QDBusMessage reply = call(remote, QStringLiteral("Send"), {text});
+    QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(reply.errorName(), error);
+    QVERIFY2(QRegularExpression(message).match(reply.errorMessage()).hasMatch(), qPrintable(reply.errorMessage()));
+
+    QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(id, 1)}).type(), QDBusMessage::ReplyMessage);
+    QTRY_COMPARE(app.watcher.sources, QList<int>{id});
+    QCOMPARE(app.exporter.agentOf(remote.baseService()), id);
+}
+
+void TestXMLBus::registration()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    const QDBusConnection remote = connection(QStringLiteral("remote"));
+    QSignalSpy unregistered(&app.exporter, &XMLBusExporter::remoteUnregistered);
+
+    QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
+    QCOMPARE(call(remote, QStringLiteral("Unregister")).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
+    const int id = registerRaw(remote);
+    QVERIFY(id > 0);
+    QCOMPARE(call(remote, QStringLiteral("Register"), {77}).errorName(), XMLBusExporter::ERROR_ALREADY_REGISTERED);
+    QCOMPARE(app.router.getAgentType(id), 77);
+
+    QCOMPARE(call(remote, QStringLiteral("Unregister")).type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(app.watcher.removed, QList<int>{id});
+    QVERIFY(!app.router.contains(id));
+    QCOMPARE(unregistered.size(), 1);
+    QCOMPARE(unregistered.at(0).at(1).toInt(), id);
+    QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
+    QVERIFY(registerRaw(remote) > id); // a new agent, never the old id again
+}
+
+// XMLBusClient sends without waiting for a reply; a refusal comes back all the same.
+void TestXMLBus::refusalReachesTheClient()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    XMLBusClient client(connection(QStringLiteral("client")));
+    QSignalSpy failed(&client, &XMLBusClient::sendFailed);
+    QVERIFY(client.registerAgent(Service, 100));
+    app.exporter.setMaxPacketBytes(64);
+    QVERIFY(client.send(*requestPacket(client.agentID(), 1000, 0)));
+    QVERIFY(failed.wait(10000));
+    QCOMPARE(failed.at(0).at(0).value<QDBusError>().name(), XMLBusExporter::ERROR_TOO_LARGE);
+    QVERIFY(client.isRegistered());
+}
+
+// The tool, waiting for a reply that does not come, is killed: it leaves the bus without a
+// word, and its agent goes all the same.
+void TestXMLBus::killedRemote()
+{
+    App app(failing.get(), connection(QStringLiteral("app")));
+    QSignalSpy registered(&app.exporter, &XMLBusExporter::remoteRegistered);
+    QSignalSpy unregistered(&app.exporter, &XMLBusExporter::remoteUnregistered);
+    QProcess tool;
+    tool.setProcessEnvironment(bus.environment());
+    tool.start(QStringLiteral(KXXML_TOOL), {QStringLiteral("request"), QStringLiteral("outputs"),
+                                            QStringLiteral("--bus"), Service, QStringLiteral("--timeout"),
+                                            QStringLiteral("60")});
+    QVERIFY(registered.wait(20000));
+    const int id = registered.at(0).at(1).toInt();
+    QVERIFY(app.router.contains(id));
+    tool.kill(); // SIGKILL
+    QVERIFY(tool.waitForFinished(10000));
+    QTRY_COMPARE(app.watcher.removed, QList<int>{id});
+    QVERIFY(!app.router.contains(id));
+    QCOMPARE(unregistered.at(0).at(2).toString(), QStringLiteral("left the bus"));
+}
+
+void TestXMLBus::remoteThatNeverReads_data()
+{
+    QTest::addColumn<int>("maxPackets");
+    QTest::addColumn<int>("maxBytesInPackets"); // the byte limit, in packets of the size sent
+    QTest::addColumn<int>("sent");
+    QTest::addColumn<int>("forwarded"); // before the remote is dropped; all of them when it stays
+
+    QTest::newRow("up to the packet limit") << 4 << 100 << 4 << 4;
+    QTest::newRow("over the packet limit") << 4 << 100 << 9 << 4;
+    QTest::newRow("over the byte limit") << 100 << 2 << 5 << 2;
+    QTest::newRow("one packet over the byte limit") << 100 << 0 << 3 << 1;
+}
+
+// A remote that acknowledges nothing gets at most the limits' worth; then it is dropped and
+// told why, its agent removed, and the application holds nothing more for it.
+void TestXMLBus::remoteThatNeverReads()
+{
+    QFETCH(int, maxPackets);
+    QFETCH(int, maxBytesInPackets);
+    QFETCH(int, sent);
+    QFETCH(int, forwarded);
+    App app(sample.get(), connection(QStringLiteral("app")));
+    QDBusConnection remote = connection(QStringLiteral("remote"));
+    SignalLog log(remote);
+    const int id = registerRaw(remote);
+
+    XMLPacket probe;
+    probe.setSourceAgentID(app.watcher.getAgentID());
+    probe.setDestinationAgentID(id);
+    XMLMessage message(QStringLiteral("message %1 ").arg(1, 4) + QString(200, u'x'));
+    probe.append(message);
+    app.exporter.setMaxPendingPackets(maxPackets);
+    app.exporter.setMaxPendingBytes(maxBytesInPackets * probe.packetText().size());
+    for (int i = 1; i <= sent; ++i)
+        app.sendTo(id, i, 200);
+
+    const bool dropped = forwarded < sent;
+    QTRY_COMPARE(log.packets.size() + log.drops.size(), forwarded + (dropped ? 1 : 0));
+    QCOMPARE(log.packets.size(), forwarded);
+    QCOMPARE(app.router.contains(id), !dropped);
+    QCOMPARE(app.watcher.removed, dropped ? QList<int>{id} : QList<int>());
+    if (dropped) {
+        QVERIFY2(log.drops.constFirst().contains(QStringLiteral("unacknowledged")), qPrintable(log.drops.constFirst()));
+        QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(),
+                 XMLBusExporter::ERROR_NOT_REGISTERED);
+    }
+}
+
+// XMLBusClient acknowledges often enough for whatever limits the application has.
+void TestXMLBus::acknowledgingClientStays()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    app.exporter.setMaxPendingPackets(3);
+    XMLBusClient client(connection(QStringLiteral("client")));
+    QSignalSpy disconnected(&client, &XMLBusClient::disconnected);
+    QVERIFY(client.registerAgent(Service, 100));
+    int received = 0;
+    connect(&client, &XMLBusClient::packetReceived, this, [&received] { ++received; });
+    for (int i = 1; i <= 40; ++i) {
+        app.sendTo(client.agentID(), i);
+        QTRY_COMPARE(received, i);
+    }
+    QVERIFY(disconnected.isEmpty());
+    QVERIFY(app.router.contains(client.agentID()));
+}
+
+// A monitoring process gets exactly the lines that XMLRouterLogger writes for the same events.
+void TestXMLBus::monitorSeesTheLoggerLines()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    XMLRouterLogger logger;
+    app.router.addObserver(&logger);
+    loggerLines.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("kxxml.router.debug=true"));
+    const QtMessageHandler previous = qInstallMessageHandler(keepLoggerLine);
+
+    XMLBusClient monitor(connection(QStringLiteral("monitor")));
+    QVERIFY(monitor.startMonitoring(Service));
+    QStringList seen;
+    connect(&monitor, &XMLBusClient::trafficReceived, this, [&seen](const QString& line) { seen.append(line); });
+    int id = 0;
+    {
+        XMLBusClient client(connection(QStringLiteral("client")));
+        QVERIFY(client.registerAgent(Service, 100));
+        id = client.agentID();
+        bool answered = false;
+        connect(&client, &XMLBusClient::packetReceived, this, [&answered] { answered = true; });
+        client.send(*requestPacket(id, 1000, 0));
+        QTRY_VERIFY(answered);
+    }
+    QTRY_COMPARE(seen.size(), 6);
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+
+    QCOMPARE(seen, loggerLines.mid(loggerLines.size() - 6));
+    QStringList events;
+    for (const QString& line : std::as_const(seen))
+        events.append(line.section(u' ', 1).remove(QRegularExpression(QStringLiteral(" size=\\d+$"))));
+    const QString agent = QString::number(id);
+    QCOMPARE(events, (QStringList{QStringLiteral("agent-added agent=%1 type=100").arg(agent),
+                                  QStringLiteral("accepted src=%1 dst=-1 type=1000").arg(agent),
+                                  QStringLiteral("delivered src=%1 dst=-1 type=1000").arg(agent),
+                                  QStringLiteral("accepted src=-1 dst=%1").arg(agent),
+                                  QStringLiteral("delivered src=-1 dst=%1").arg(agent),
+                                  QStringLiteral("agent-removed agent=%1 type=100").arg(agent)}));
+}
+
+void TestXMLBus::applicationGoesWhileClientWaits_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("withdrawn") << "withdraw" << "the application withdrew the router";
+    QTest::newRow("exporter deleted") << "exporter" << "the application withdrew the router";
+    QTest::newRow("router deleted first") << "router" << "the application's router is gone";
+}
+
+void TestXMLBus::applicationGoesWhileClientWaits()
+{
+    QFETCH(QString, how);
+    QFETCH(QString, reason);
+    auto router = std::make_unique<XMLRouter>(failing.get(), nullptr, "test");
+    Watcher watcher;
+    router->add(&watcher);
+    auto exporter = std::make_unique<XMLBusExporter>(router.get());
+    QVERIFY(exporter->publish(Service, connection(QStringLiteral("app"))));
+    XMLBusClient client(connection(QStringLiteral("client")));
+    QSignalSpy disconnected(&client, &XMLBusClient::disconnected);
+    QVERIFY(client.registerAgent(Service, 100));
+    client.send(*requestPacket(client.agentID(), 1000, 0)); // never answered: the query fails
+
+    if (how == u"withdraw") {
+        exporter->withdraw();
+        QCOMPARE(watcher.removed, QList<int>{client.agentID()});
+    } else if (how == u"exporter") {
+        exporter.reset();
+    } else {
+        router->remove(&watcher);
+        router.reset();
+    }
+    QVERIFY(disconnected.wait(10000));
+    QCOMPARE(disconnected.at(0).at(0).toString(), reason);
+    QVERIFY(!client.isRegistered());
+    QVERIFY(!connection(QStringLiteral("client")).interface()->isServiceRegistered(Service));
+    if (router)
+        router->remove(&watcher);
+}
+
+void TestXMLBus::publishFailures()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    XMLRouter other(sample.get(), nullptr, "other");
+    XMLBusExporter second(&other);
+    QVERIFY(!second.publish(Service, connection(QStringLiteral("client"))));
+    QVERIFY2(second.errorString().contains(QStringLiteral("taken")), qPrintable(second.errorString()));
+    QVERIFY(!second.publish(QStringLiteral("not a name"), connection(QStringLiteral("client"))));
+    QVERIFY(second.errorString().startsWith(QStringLiteral("not a name: ")));
+    QVERIFY(!second.publish(Service + QStringLiteral("2"), QDBusConnection(QStringLiteral("never connected"))));
+    QVERIFY(second.errorString().startsWith(QStringLiteral("not connected to the bus")));
+    QVERIFY(!app.exporter.publish(Service + QStringLiteral("2")));
+    QVERIFY(second.publish(Service + QStringLiteral("2"), connection(QStringLiteral("client"))));
+    QCOMPARE(second.serviceName(), Service + QStringLiteral("2"));
+}
+
+// The introspection data is what the object answers to: every method takes the arguments it
+// lists, and every member is documented by a comment naming it.
+void TestXMLBus::introspection()
+{
+    App app(sample.get(), connection(QStringLiteral("app")));
+    const QDBusConnection remote = connection(QStringLiteral("remote"));
+    registerRaw(remote);
+    const QDBusMessage reply = call(remote, QStringLiteral("Introspect"), {},
+                                    QStringLiteral("org.freedesktop.DBus.Introspectable"));
+    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+    const QString xml = reply.arguments().value(0).toString();
+    QDomDocument document;
+    QString error;
+    QVERIFY2(document.setContent(xml, &error), qPrintable(error));
+    QDomElement interface = document.documentElement().firstChildElement(QStringLiteral("interface"));
+    while (!interface.isNull() && interface.attribute(QStringLiteral("name")) != XMLBusExporter::INTERFACE)
+        interface = interface.nextSiblingElement(QStringLiteral("interface"));
+    QVERIFY(!interface.isNull());
+
+    QStringList members;
+    for (QDomElement m = interface.firstChildElement(); !m.isNull(); m = m.nextSiblingElement()) {
+        const QString name = m.attribute(QStringLiteral("name"));
+        members.append(m.tagName() + u' ' + name);
+        QVERIFY2(QRegularExpression(QStringLiteral("<!-- %1[(:]").arg(name)).match(xml).hasMatch(), qPrintable(name));
+        if (m.tagName() != u"method")
+            continue;
+        QVariantList arguments;
+        for (QDomElement a = m.firstChildElement(QStringLiteral("arg")); !a.isNull();
+             a = a.nextSiblingElement(QStringLiteral("arg"))) {
+            if (a.attribute(QStringLiteral("direction")) == u"out")
+                continue;
+            const QString type = a.attribute(QStringLiteral("type"));
+            arguments.append(type == u"i" ? QVariant(1) : type == u"u" ? QVariant(1u)
+                             : type == u"b" ? QVariant(true) : QVariant(packetText(0, 1)));
+        }
+        const QDBusMessage answer = call(remote, name, arguments);
+        QVERIFY2(!answer.errorName().startsWith(QStringLiteral("org.freedesktop.DBus.Error.")),
+                 qPrintable(name + QStringLiteral(": ") + answer.errorMessage()));
+    }
+    members.sort();
+    QCOMPARE(members.join(u','), QStringLiteral("method Acknowledge,method Monitor,method Register,method Send,"
+                                                "method Unregister,property MaxPacketBytes,property MaxPending,"
+                                                "property MaxPendingBytes,signal Dropped,signal Packet,signal Refused,"
+                                                "signal Traffic"));
+}
+
+QTEST_GUILESS_MAIN(TestXMLBus)
+#include "tst_xmlbus.moc"
