@@ -77,18 +77,6 @@ QString built(XMLPacketable& xml, const QString& text, uint* stop = nullptr)
     return shape(root.firstChild(), true);
 }
 
-// Every "SL"/"SI" line closed by a "TL 0"/"TI 0" line, in order.
-bool balanced(const QString& text)
-{
-    int open = 0;
-    for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        open += line.startsWith(QLatin1String("S")) ? 1 : line.startsWith(QLatin1String("T")) ? -1 : 0;
-        if (open < 0)
-            return false;
-    }
-    return open == 0;
-}
-
 // Letter items and lists opened @p frames deep, then closed.
 QString nestedText(int frames)
 {
@@ -292,7 +280,7 @@ void TestXMLPacketable::nestingLimit()
     QCOMPARE(XMLPacketable::toPacket(root), nestedText(XMLPacketable::MaxNesting));
 
     // Deeper levels are read through without building, and the outer item goes on after
-    // them (a hundred thousand levels: tst_hostileinput).
+    // them. (A hundred thousand levels, and XML deeper than the limit: tst_hostileinput.)
     QString deep = nestedText(1000);
     deep.insert(deep.size() - 5, QStringLiteral("10 after\n"));
     uint stop = 0;
@@ -302,16 +290,6 @@ void TestXMLPacketable::nestingLimit()
     QCOMPARE(stop, uint(2001));
     QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
     QCOMPARE(shape(root.firstChild().lastChild()), QStringLiteral("_10[value=after]"));
-
-    // XML deeper than the limit: the levels below it are left out, the text stays balanced.
-    QDomElement e = root;
-    while (!e.firstChildElement().isNull())
-        e = e.firstChildElement();
-    for (int level = XMLPacketable::MaxNesting + 1; level <= 1000; ++level)
-        e = level % 2 ? XMLPacketable::createItemElement(e, QStringLiteral("1F")) : XMLPacketable::createListElement(e, QStringLiteral("1"));
-    const QString written = XMLPacketable::toPacket(root);
-    QVERIFY(balanced(written));
-    QCOMPARE(written.count(QLatin1Char('S')), XMLPacketable::MaxNesting);
 }
 
 void TestXMLPacketable::roundTrip_data()
