@@ -4,11 +4,8 @@
 #include "hosttesthelpers.h"
 
 #include <QFile>
-#include <QMap>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <algorithm>
 
 using namespace hosttest;
 
@@ -106,7 +103,6 @@ private Q_SLOTS:
     void findNode_data();
     void findNode();
     void handBuiltArchive();
-    void sampleDataset();
 };
 
 void TestKxHostCommServer::connectionWithoutData()
@@ -457,70 +453,6 @@ void TestKxHostCommServer::handBuiltArchive()
         node = node->appendChild(new ArchiveNode);
     const KXDB_REFERENCE deep = reference(KXKEY_CC::getNullKey(), "Grandchild");
     QCOMPARE(node->findNode(&deep), grandChild);
-}
-
-void TestKxHostCommServer::sampleDataset()
-{
-    std::string error;
-    std::unique_ptr<KXCommServer> server = KXCommServer::open(KXHOST_SAMPLE_DATASET, &error);
-    QVERIFY2(server, error.c_str());
-    KXLPCOMMANDS command;
-    BM_MESSAGE_ID message = 0;
-
-    // Output databases, each with jobs; publications with several jobs, one with tied pages.
-    KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
-    QVERIFY(outputs && outputs->next);
-    QMap<QByteArray, QList<int>> pagesByPublication;
-    for (KXDBENTRY* entry = outputs; entry; entry = entry->next) {
-        KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL,
-                                          SORTORDER_ASCENDING, server->getidfromkxkey(entry->key));
-        QVERIFY(jobs);
-        for (KXJOB* job = jobs; job; job = job->next)
-            pagesByPublication[QByteArray(job->publicationName)] << job->pageNumber;
-        KXPacketFreeList(jobs, PDT_JOB);
-    }
-    KXPacketFreeList(outputs, PDT_DBENTRY);
-    QVERIFY(pagesByPublication.contains(QByteArray())); // jobs without a publication
-    pagesByPublication.remove(QByteArray());
-    QVERIFY(pagesByPublication.size() >= 2);
-    bool tie = false;
-    for (const QList<int>& pages : pagesByPublication) {
-        QVERIFY(pages.size() >= 2);
-        tie = tie || pages.count(*std::min_element(pages.begin(), pages.end())) > 1;
-    }
-    QVERIFY(tie);
-
-    // A book database with books, and a colour profile on the server.
-    KXDBENTRY* bookDatabases = server->getDBList(command, message, PDT_BOOKDB);
-    QVERIFY(bookDatabases);
-    KXBOOK* books = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, bookDatabases->key);
-    QVERIFY(books);
-    KXPacketFreeList(books, PDT_BOOK);
-    KXPacketFreeList(bookDatabases, PDT_DBENTRY);
-    ICCPROFILEDATA_CC profile;
-    profile.setName("Coated");
-    std::string host = server->getConnectedHostname();
-    profile.load(host, server->getConnectedPortnum());
-    QVERIFY(profile.hasElement(0x2));
-
-    // An archive whose packets refer to others by key and by name, all found in the tree.
-    bool byKey = false;
-    bool byName = false;
-    std::vector<const ArchiveNode*> pending{server->archive()};
-    while (!pending.empty()) {
-        const ArchiveNode* node = pending.back();
-        pending.pop_back();
-        for (std::size_t i = 0; i < node->getChildCount(); ++i)
-            pending.push_back(node->getChild(i));
-        KXDB_REFERENCE* chain = node->getPacket() ? node->getPacket()->getReferences() : nullptr;
-        for (const KXDB_REFERENCE* ref = chain; ref; ref = ref->next) {
-            byKey = byKey || (!ref->name && node->findNode(ref));
-            byName = byName || (ref->name && node->findNode(ref));
-        }
-        KXFreeReferences(chain);
-    }
-    QVERIFY(byKey);
-    QVERIFY(byName);
 }
 
 QTEST_APPLESS_MAIN(TestKxHostCommServer)

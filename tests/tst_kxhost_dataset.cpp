@@ -89,7 +89,6 @@ void TestKxHostDataset::loads_data()
     QTest::newRow("output name missing") << dataset(R"("outputs": [{"key": "a:1", "id": 1}])") << QByteArray("outputs[0].name: missing");
     QTest::newRow("output key missing") << dataset(R"("outputs": [{"name": "N", "id": 1}])") << QByteArray("outputs[0].key: missing");
     QTest::newRow("key without colon") << dataset(R"("outputs": [{"name": "N", "key": "a1", "id": 1}])") << QByteArray("outputs[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");
-    QTest::newRow("key of three parts") << dataset(R"("outputs": [{"name": "N", "key": "a:1:2", "id": 1}])") << QByteArray("outputs[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");
     QTest::newRow("key not hex") << dataset(R"("outputs": [{"name": "N", "key": "g:1", "id": 1}])") << QByteArray("outputs[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");
     QTest::newRow("key beyond 32 bits") << dataset(R"("outputs": [{"name": "N", "key": "123456789:1", "id": 1}])") << QByteArray("outputs[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");
     QTest::newRow("key a number") << dataset(R"("outputs": [{"name": "N", "key": 10, "id": 1}])") << QByteArray("outputs[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");
@@ -125,7 +124,6 @@ void TestKxHostDataset::loads_data()
     QTest::newRow("comment with a line break") << dataset(output(R"({"name": "x", "page": 1, "key": "1:1", "comments": ["a\nb"]})")) << QByteArray("outputs[0].jobs[0].comments[0]: line breaks are not allowed here");
     QTest::newRow("comment with a carriage return") << dataset(output(R"({"name": "x", "page": 1, "key": "1:1", "comments": ["a\rb"]})")) << QByteArray("outputs[0].jobs[0].comments[0]: line breaks are not allowed here");
     QTest::newRow("control character in a name") << dataset(output(R"({"name": "a\u0001", "page": 1, "key": "1:1"})")) << QByteArray("outputs[0].jobs[0].name: control character U+0001 is not allowed");
-    QTest::newRow("raw control character in a name") << dataset(output("{\"name\": \"a\x1f\", \"page\": 1, \"key\": \"1:1\"}")) << QByteArray("outputs[0].jobs[0].name: control character U+001F is not allowed");
     QTest::newRow("NUL in a profile name") << dataset(output(R"({"name": "a", "page": 1, "key": "1:1", "profile": "\u0000"})")) << QByteArray("outputs[0].jobs[0].profile: control character U+0000 is not allowed");
     QTest::newRow("section title missing") << dataset(output(R"({"name": "x", "page": 1, "key": "1:1", "sections": [{"firstPage": 1, "pages": 1}]})")) << QByteArray("outputs[0].jobs[0].sections[0].title: missing");
     QTest::newRow("section not an object") << dataset(output(R"({"name": "x", "page": 1, "key": "1:1", "sections": [[]]})")) << QByteArray("outputs[0].jobs[0].sections[0]: expected an object");
@@ -153,8 +151,6 @@ void TestKxHostDataset::loads_data()
     QTest::newRow("archive text refused by the parser")
         << dataset(archive(R"({"type": "1f", "text": "SI 1F\nTI 0\n", "children": [{"type": "1f", "text": "SI 1F\n7F x\nTI 0\n"}]})"))
         << QByteArray("archive[0].children[0].text: line 2: tag 7F is not in the table of class 1F");
-    QTest::newRow("archive text of another class") << dataset(archive(R"({"type": "1f", "text": "SI 15\nTI 0\n"})")) << QByteArray("archive[0].text: line 1: item of class 15 where the packet's class 1F was expected");
-    QTest::newRow("archive text unbalanced") << dataset(archive(R"({"type": "15", "text": "SI 15\nSL 0\nTI 0\n"})")) << QByteArray("archive[0].text: line 3: TI closes the list opened on line 2");
     QTest::newRow("control character in archive text") << dataset(archive(R"({"type": "1f", "text": "SI 1F\n10 \u0007\nTI 0\n"})")) << QByteArray("archive[0].text: control character U+0007 is not allowed");
     QTest::newRow("archive name with a line break") << dataset(archive(R"({"type": "1f", "name": "A\nB", "text": "SI 1F\nTI 0\n"})")) << QByteArray("archive[0].name: line breaks are not allowed here");
     QTest::newRow("archive key bad") << dataset(archive(R"({"type": "1f", "key": "12", "text": "SI 1F\nTI 0\n"})")) << QByteArray("archive[0].key: expected a key \"<key>:<hkey>\" in hexadecimal");

@@ -4,7 +4,6 @@
 
 #include "hosttesthelpers.h"
 
-#include <QRandomGenerator>
 #include <QTest>
 
 #include <typeinfo>
@@ -64,7 +63,6 @@ private Q_SLOTS:
     void rejects_data();
     void rejects();
     void nestingLimit();
-    void mutatedInputs();
     void storageClasses_data();
     void storageClasses();
     void changedTypeWritesEmptyItem();
@@ -157,18 +155,13 @@ void TestKxHostTextForm::rejects_data()
     QTest::newRow("data line in a list") << 31u << QByteArray("SI 1F\nSL 0\n10 x\nTL 0\nTI 0\n") << QByteArray("line 3: data line inside a list");
     QTest::newRow("list holds fewer items") << 31u << QByteArray("SI 1F\nSL 2\nSI 5\nTI 0\nTL 0\nTI 0\n")
                                             << QByteArray("line 5: the list opened on line 2 declares 2 items but holds 1");
-    QTest::newRow("list claims billions") << 31u << QByteArray("SI 1F\nSL FFFFFFFF\nTL 0\nTI 0\n")
-                                          << QByteArray("line 3: the list opened on line 2 declares FFFFFFFF items but holds 0");
     QTest::newRow("list count beyond 32 bits") << 31u << QByteArray("SI 1F\nSL 100000000\nTL 0\nTI 0\n") << QByteArray("line 2: expected a hexadecimal count");
     QTest::newRow("opaque item in a list") << 31u << QByteArray("SI 1F\nSL 1\nSI 6\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 3: storage class 6 has no text form");
-    QTest::newRow("unknown item in a list") << 31u << QByteArray("SI 1F\nSL 1\nSI 7\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 3: storage class 7 has no text form");
     QTest::newRow("no blank") << 31u << QByteArray("SI 1F\nTI\n") << QByteArray("line 2: expected a tag, a blank and a value");
     QTest::newRow("empty line") << 31u << QByteArray("SI 1F\n\nTI 0\n") << QByteArray("line 2: empty line");
-    QTest::newRow("carriage return line ends") << 31u << QByteArray("SI 1F\r\nTI 0\r\n") << QByteArray("line 1: expected a hexadecimal storage class");
 
     // tags
     QTest::newRow("tag not in table") << 31u << QByteArray("SI 1F\n7F x\nTI 0\n") << QByteArray("line 2: tag 7F is not in the table of class 1F");
-    QTest::newRow("tag of another class") << 5u << QByteArray("SI 5\n10 x\nTI 0\n") << QByteArray("line 2: tag 10 is not in the table of class 5");
     QTest::newRow("nested item's own table") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n10 x\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: tag 10 is not in the table of class 5");
     QTest::newRow("tag not hexadecimal") << 31u << QByteArray("SI 1F\nzz x\nTI 0\n") << QByteArray("line 2: bad tag \"zz\"");
     QTest::newRow("tag beyond 32 bits") << 31u << QByteArray("SI 1F\n100000010 x\nTI 0\n") << QByteArray("line 2: bad tag");
@@ -183,30 +176,21 @@ void TestKxHostTextForm::rejects_data()
     QTest::newRow("unsigned negative") << 21u << QByteArray("SI 15\n11 -1\nTI 0\n") << QByteArray("tag 11: expected a decimal integer from 0 to 4294967295");
     QTest::newRow("letters in a number") << 8u << QByteArray("SI 8\n03 12a\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
     QTest::newRow("empty number") << 8u << QByteArray("SI 8\n03 \nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
-    QTest::newRow("plus sign") << 8u << QByteArray("SI 8\n03 +1\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
-    QTest::newRow("lone minus") << 8u << QByteArray("SI 8\n03 -\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
     QTest::newRow("hex word not hex") << 21u << QByteArray("SI 15\n0C xyz\nTI 0\n") << QByteArray("tag 0C: expected one hexadecimal word");
     QTest::newRow("hex word beyond 32 bits") << 21u << QByteArray("SI 15\n0D 100000000\nTI 0\n") << QByteArray("tag 0D: expected one hexadecimal word");
 
     // arrays
     QTest::newRow("array entry too wide") << 21u << QByteArray("SI 15\n06 1 256\nTI 0\n") << QByteArray("tag 06: entry \"256\" is not a decimal integer from 0 to 255");
-    QTest::newRow("array entry negative") << 21u << QByteArray("SI 15\n07 1 -1\nTI 0\n") << QByteArray("tag 07: entry \"-1\" is not a decimal integer from 0 to 65535");
     QTest::newRow("signed array entry too wide") << 31u << QByteArray("SI 1F\n17 1 2147483648\nTI 0\n") << QByteArray("tag 17: entry \"2147483648\"");
     QTest::newRow("count above entries") << 31u << QByteArray("SI 1F\n12 3 1 2\nTI 0\n") << QByteArray("tag 12: count 3 disagrees with 2 entries");
-    QTest::newRow("count below entries") << 31u << QByteArray("SI 1F\n12 1 1 2\nTI 0\n") << QByteArray("tag 12: count 1 disagrees with 2 entries");
-    QTest::newRow("count claims billions") << 31u << QByteArray("SI 1F\n12 FFFFFFFF 1\nTI 0\n") << QByteArray("tag 12: count FFFFFFFF disagrees with 1 entries");
     QTest::newRow("count alone") << 31u << QByteArray("SI 1F\n12 2\nTI 0\n") << QByteArray("tag 12: count 2 disagrees with 0 entries");
     QTest::newRow("count not hex") << 31u << QByteArray("SI 1F\n12 x 1\nTI 0\n") << QByteArray("tag 12: expected a hexadecimal count");
     QTest::newRow("two blanks between entries") << 31u << QByteArray("SI 1F\n12 2 1  2\nTI 0\n") << QByteArray("tag 12: count 2 disagrees with 3 entries");
     QTest::newRow("strings above count") << 31u << QByteArray("SI 1F\n13 1 a\rb\nTI 0\n") << QByteArray("tag 13: count 1 disagrees with 2 strings");
-    QTest::newRow("strings below count") << 31u << QByteArray("SI 1F\n13 3 a\rb\nTI 0\n") << QByteArray("tag 13: count 3 disagrees with 2 strings");
-    QTest::newRow("strings claim billions") << 31u << QByteArray("SI 1F\n13 FFFFFFFF a\nTI 0\n") << QByteArray("tag 13: count FFFFFFFF disagrees with 1 strings");
 
     // keys and binary data
     QTest::newRow("key of one word") << 31u << QByteArray("SI 1F\n11 A0\nTI 0\n") << QByteArray("tag 11: expected a key as two hexadecimal words");
-    QTest::newRow("key of three words") << 31u << QByteArray("SI 1F\n11 A0 2 3\nTI 0\n") << QByteArray("tag 11: expected a key");
     QTest::newRow("key bad hex") << 31u << QByteArray("SI 1F\n11 G0 2\nTI 0\n") << QByteArray("tag 11: expected a key");
-    QTest::newRow("key beyond 32 bits") << 86u << QByteArray("SI 56\n03 100000000 1\nTI 0\n") << QByteArray("tag 03: expected a key");
     QTest::newRow("binary odd digits") << 31u << QByteArray("SI 1F\n14 2 CAF\nTI 0\n") << QByteArray("tag 14: byte count 2 disagrees with 3 hexadecimal digits");
     QTest::newRow("binary bad hex") << 31u << QByteArray("SI 1F\n14 2 CAFG\nTI 0\n") << QByteArray("tag 14: bad hexadecimal digits \"FG\" in binary data");
     QTest::newRow("binary claims billions") << 48u << QByteArray("SI 30\n02 FFFFFFFF CAFE\nTI 0\n") << QByteArray("tag 02: byte count FFFFFFFF disagrees with 4 hexadecimal digits");
@@ -214,7 +198,6 @@ void TestKxHostTextForm::rejects_data()
     // characters
     QTest::newRow("carriage return in text") << 31u << QByteArray("SI 1F\n10 a\rb\nTI 0\n") << QByteArray("line 2: tag 10: carriage return in a text value");
     QTest::newRow("control character") << 31u << QByteArray("SI 1F\n10 a\x01z\nTI 0\n") << QByteArray("line 2: control character U+0001");
-    QTest::newRow("escape in a nested item") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n01 \x1b[0m\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: control character U+001B");
     QTest::newRow("NUL byte") << 31u << QByteArray("SI 1F\n10 a\0b\nTI 0\n", 17) << QByteArray("line 2: control character U+0000");
     QTest::newRow("invalid UTF-8") << 31u << QByteArray("SI 1F\n10 \xff\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
     QTest::newRow("overlong UTF-8") << 31u << QByteArray("SI 1F\n10 \xc0\x80\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
@@ -257,49 +240,6 @@ void TestKxHostTextForm::nestingLimit()
     QVERIFY(!parse(packet, nested(KXPacketable::MaxNesting + 1)));
     QCOMPARE(QByteArray(packet.lastError()), QByteArray("line 257: nesting deeper than 256 levels"));
     QCOMPARE(textOf(packet), deepest);
-
-    // A hundred thousand levels, and as many unclosed openings: refused at level 257, no crash.
-    QByteArray unclosed = "SI 1F\n";
-    for (int i = 0; i < 100000; ++i)
-        unclosed += "SL 1\nSI 1F\n";
-    for (const QByteArray& deep : {nested(100000), unclosed}) {
-        QVERIFY(!parse(packet, deep));
-        QVERIFY(QByteArray(packet.lastError()).contains("nesting deeper than 256 levels"));
-    }
-}
-
-void TestKxHostTextForm::mutatedInputs()
-{
-    // Valid texts with bytes replaced, inserted and removed (fixed seed): every input is either
-    // refused with a reason naming its line, or accepted and then written canonically.
-    const char characters[] = " \n\r\t0123456789ABCDEFabcdefSILT-\x01\x7f\xc3\xa9\xff";
-    QRandomGenerator random(20240601);
-    int accepted = 0;
-    for (int round = 0; round < 20000; ++round) {
-        const bool job = round % 2;
-        QByteArray text = job ? QByteArray(jobText) : QByteArray(letterText);
-        const int edits = 1 + static_cast<int>(random.bounded(3));
-        for (int edit = 0; edit < edits; ++edit) {
-            const int position = static_cast<int>(random.bounded(text.size()));
-            const char c = characters[random.bounded(static_cast<int>(sizeof characters - 1))];
-            switch (random.bounded(3)) {
-            case 0: text[position] = c; break;
-            case 1: text.insert(position, c); break;
-            default: text.remove(position, 1); break;
-            }
-        }
-        KXPacketable packet(job ? PDT_JOB : PDT_LETTER);
-        if (parse(packet, text)) {
-            ++accepted;
-            const QByteArray written = textOf(packet);
-            KXPacketable again(packet.datatype);
-            QVERIFY2(parse(again, written), again.lastError());
-            QCOMPARE(textOf(again), written);
-        } else {
-            QVERIFY2(QByteArray(packet.lastError()).startsWith("line "), packet.lastError());
-        }
-    }
-    QVERIFY(accepted > 0);
 }
 
 void TestKxHostTextForm::storageClasses_data()

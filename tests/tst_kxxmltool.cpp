@@ -149,7 +149,6 @@ void TestKxXmlTool::errors_data()
     QTest::newRow("text on stdin") << args("to-xml -") << QByteArray("SI 1F\n10 x\nTL 0\n") << 2 << "^stdin: line 3";
     QTest::newRow("text no class") << args("to-xml no-class.txt") << none << 2 << "no packet class for data type 55";
     QTest::newRow("text no SI line") << args("to-xml") << QByteArray("10 Dear sir\n") << 2 << "^stdin: no SI line";
-    QTest::newRow("text empty") << args("to-xml") << none << 2 << "^stdin: no SI line";
     QTest::newRow("text type forced") << args("to-xml --type 15 letter.txt") << none << 2 << "^letter\\.txt: line 1";
     QTest::newRow("text garbage") << args("to-xml --type 1f -") << QByteArray("SI 1F\n10 \xff\xfe\x01\nTI 0\n") << 2
                                   << "^stdin: line 2";
@@ -183,7 +182,6 @@ void TestKxXmlTool::errors_data()
     // No reply: status 1.
     QTest::newRow("no reply outputs") << args("request outputs --dataset failing.json") << none << 1
                                       << "^failing\\.json: no reply to the outputs request$";
-    QTest::newRow("no reply books") << args("request books --dataset failing.json") << none << 1 << "no reply";
     QTest::newRow("no reply publications") << args("request publications --db e:1 --dataset failing.json") << none
                                            << 1 << "no reply to the publications request";
     QTest::newRow("no books in database") << args("request books --db b:2") << none << 1 << "no reply";

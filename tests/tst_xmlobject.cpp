@@ -1,4 +1,4 @@
-// XMLObject: construction, kinds, node handling and the static DOM utilities.
+// XMLObject: construction, root names, node handling and nodes of a type.
 #include <kxxml/xml/xmlobject.h>
 
 #include <QtTest>
@@ -41,14 +41,11 @@ private Q_SLOTS:
     void rootNames_data();
     void rootNames();
     void constructionBuildsDummyDocument();
-    void kindTests();
     void nodesOfType();
     void removeNodesOfType();
     void setNodeCopies();
     void getNodeCopies();
     void getNodeConstShares();
-    void documentUtilities();
-    void elementAndTextCreation();
     void isXMLPacketableByTagName();
 };
 
@@ -88,18 +85,6 @@ void TestXmlObject::constructionBuildsDummyDocument()
     QVERIFY(dummy.parentNode().isDocument());
     QVERIFY(dummy.ownerDocument().doctype().name().isEmpty());
     QCOMPARE(childNames(dummy), QStringList{ QStringLiteral("ui") });
-}
-
-void TestXmlObject::kindTests()
-{
-    const QList<bool (XMLObject::*)() const> tests = { &XMLObject::isXMLPacketable, &XMLObject::isXMLAction,
-                                                       &XMLObject::isXMLUI, &XMLObject::isXMLImage,
-                                                       &XMLObject::isXMLMessage };
-    for (int type = 0; type <= 6; ++type) {
-        XMLObject object(static_cast<XMLObject::XMLOBJECT_TYPE>(type));
-        for (int i = 0; i < tests.size(); ++i)
-            QCOMPARE((object.*tests.at(i))(), type == i + 1);
-    }
 }
 
 void TestXmlObject::nodesOfType()
@@ -181,36 +166,6 @@ void TestXmlObject::getNodeConstShares()
     }
     // The element outlives its object in its new tree.
     QCOMPARE(XMLObject::toString(elsewhere), QStringLiteral(" <body>\n  <img name=\"logo\"/>\n </body>\n"));
-}
-
-void TestXmlObject::documentUtilities()
-{
-    const QDomDocument document = XMLObject::createDocument(XMLObject::KX_NAMESPACE, QStringLiteral("kxxml"));
-    const QDomElement root = XMLObject::getDocumentRoot(document);
-    QCOMPARE(root.tagName(), QStringLiteral("kxxml"));
-    QCOMPARE(root.namespaceURI(), XMLObject::KX_NAMESPACE);
-    QVERIFY(document.doctype().name().isEmpty());
-    QVERIFY(XMLObject::KX_NAMESPACE.startsWith(QLatin1String("http://")));
-    QVERIFY(XMLObject::KX_NAMESPACE.endsWith(QLatin1String("/xml/")));
-    QCOMPARE(XMLObject::NUMLIST_SEP, QStringLiteral(" "));
-}
-
-void TestXmlObject::elementAndTextCreation()
-{
-    QDomDocument document;
-    QDomElement parent = document.createElement(QStringLiteral("p"));
-    document.appendChild(parent);
-    childOf(parent, QStringLiteral("first"));
-    QDomElement second = XMLObject::createElement(parent, QStringLiteral("second"));
-    XMLObject::createElementV(parent, QStringLiteral("third"));
-    const QDomText text = XMLObject::createTextNode(second, QStringLiteral("t"));
-    XMLObject::createTextNodeV(second, QStringLiteral("u"));
-    QCOMPARE(childNames(parent), (QStringList{ QStringLiteral("first"), QStringLiteral("second"), QStringLiteral("third") }));
-    QCOMPARE(text.parentNode(), QDomNode(second));
-    QCOMPARE(second.text(), QStringLiteral("tu"));
-    QCOMPARE(XMLObject::getElement(parent, QStringLiteral("second")), second);
-    QVERIFY(XMLObject::getElement(parent, QStringLiteral("missing")).isNull());
-    QVERIFY(XMLObject::getElement(second, QStringLiteral("#text")).isNull()); // not an element
 }
 
 void TestXmlObject::isXMLPacketableByTagName()

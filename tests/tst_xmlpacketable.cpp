@@ -1,11 +1,10 @@
 // XMLPacketable: data-tag names, builders and finders, both text-form conversions with their
 // deliberate quirks and nesting limit, host round trips for every storage class, the cache,
-// host packets in XML packets, and malformed or mutated text forms.
+// host packets in XML packets.
 
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/packetable/xmlpacketable.h>
 
-#include <QRandomGenerator>
 #include <QTest>
 
 #include <cstdlib>
@@ -78,31 +77,6 @@ QString built(XMLPacketable& xml, const QString& text, uint* stop = nullptr)
     return shape(root.firstChild(), true);
 }
 
-// @p text with a few characters replaced, inserted or removed.
-QString mutated(QString text, QRandomGenerator& random)
-{
-    const QString characters = QStringLiteral(" \n\r\t019ABCFafSILT-\u00e9");
-    for (int edit = random.bounded(1, 9); edit > 0; --edit) {
-        const int at = random.bounded(int(text.size()));
-        const QChar c = characters.at(random.bounded(int(characters.size())));
-        const int how = random.bounded(3);
-        how == 0 ? void(text[at] = c) : how == 1 ? void(text.insert(at, c)) : void(text.remove(at, 1));
-    }
-    return text;
-}
-
-// Every "SL"/"SI" line closed by a "TL 0"/"TI 0" line, in order.
-bool balanced(const QString& text)
-{
-    int open = 0;
-    for (const QString& line : text.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        open += line.startsWith(QLatin1String("S")) ? 1 : line.startsWith(QLatin1String("T")) ? -1 : 0;
-        if (open < 0)
-            return false;
-    }
-    return open == 0;
-}
-
 // Letter items and lists opened @p frames deep, then closed.
 QString nestedText(int frames)
 {
@@ -142,8 +116,6 @@ private Q_SLOTS:
     void roundTrip();
     void cachedPacket();
     void appendToPacket();
-    void malformedText_data();
-    void malformedText();
 };
 
 void TestXMLPacketable::namesAndMetadata()
@@ -307,27 +279,17 @@ void TestXMLPacketable::nestingLimit()
     QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
     QCOMPARE(XMLPacketable::toPacket(root), nestedText(XMLPacketable::MaxNesting));
 
-    // A hundred thousand levels: deeper levels are read through without building, in linear
-    // time, and the outer item goes on after them.
-    QString deep = nestedText(100000);
+    // Deeper levels are read through without building, and the outer item goes on after
+    // them. (A hundred thousand levels, and XML deeper than the limit: tst_hostileinput.)
+    QString deep = nestedText(1000);
     deep.insert(deep.size() - 5, QStringLiteral("10 after\n"));
     uint stop = 0;
     XMLPacketable deeper;
     built(deeper, deep, &stop);
     root = deeper.getNodeConst();
-    QCOMPARE(stop, uint(200001));
+    QCOMPARE(stop, uint(2001));
     QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
     QCOMPARE(shape(root.firstChild().lastChild()), QStringLiteral("_10[value=after]"));
-
-    // XML deeper than the limit: the levels below it are left out, the text stays balanced.
-    QDomElement e = root;
-    while (!e.firstChildElement().isNull())
-        e = e.firstChildElement();
-    for (int level = XMLPacketable::MaxNesting + 1; level <= 1000; ++level)
-        e = level % 2 ? XMLPacketable::createItemElement(e, QStringLiteral("1F")) : XMLPacketable::createListElement(e, QStringLiteral("1"));
-    const QString written = XMLPacketable::toPacket(root);
-    QVERIFY(balanced(written));
-    QCOMPARE(written.count(QLatin1Char('S')), XMLPacketable::MaxNesting);
 }
 
 void TestXMLPacketable::roundTrip_data()
@@ -426,43 +388,6 @@ void TestXMLPacketable::appendToPacket()
     entry.setData(reinterpret_cast<unsigned char*>(record));
     QVERIFY(!entry.name);
     QCOMPARE(XMLPacketable::getName(packet.append(entry, false)), QStringLiteral("North"));
-
-    // An XMLPacketable is copied by append and moved by appendV.
-    XMLPacketable xml;
-    xml.setData(*letter);
-    const QDomElement copy = packet.append(xml);
-    packet.appendV(xml);
-    xml.setName(QStringLiteral("Changed"));
-    QCOMPARE(XMLPacketable::getName(copy), QStringLiteral("Letter"));
-    QVERIFY(packet.packetText().contains(QLatin1String("name=\"Changed\"")));
-}
-
-void TestXMLPacketable::malformedText_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::newRow("framing without blanks") << "SI\nSL\nTI\nTL\n";
-    QTest::newRow("bad values") << "SI 1F\n11 zz\n12 ffffffff 1\n13 ffffffff a\rb\n14 zz\n14\n17 1 1 2\nTI 0\n";
-    QTest::newRow("short lines after a long cut") << "SI 1F\n10 a long value for the cut\nS\n1\n \t\nTI 0\n";
-    QTest::newRow("class 6 items in a row") << "SI 1F\nSI 6\nSI 6\nSI 6\nTI 0\nTI 0\nTI 0\n";
-    QTest::newRow("odd classes") << "SI -1\nSI 0x1f\nSI 1F 2\n10 x\nSI ffffffffff\n";
-    QTest::newRow("framing reused from a cut") << "SI 1F\n10 x\nSL\nSI\nTL\nTI\n";
-    QTest::newRow("unclosed lists") << QStringLiteral("SI 1F\nSL 1\n").repeated(300);
-    QTest::newRow("tabs and non-ASCII") << QStringLiteral("SI 1F\n\t10\tx\n10 \u20ac \u00fc\nTI 0\n");
-    // Valid texts with a few characters edited, with a fixed seed.
-    QRandomGenerator random(20261121);
-    for (int i = 0; i < 400; ++i)
-        QTest::addRow("mutated %d", i) << mutated(QString::fromUtf8(i % 2 ? jobText : letterText), random);
-}
-
-void TestXMLPacketable::malformedText()
-{
-    // Whatever the input, nothing crashes and what is built writes back as balanced text.
-    QFETCH(QString, text);
-    XMLPacketable xml;
-    built(xml, text);
-    xml.setType(PDT_LETTER);
-    QVERIFY(balanced(XMLPacketable::toPacket(xml.getNodeConst())));
-    xml.getDataConst(); // the host may refuse the text
 }
 
 QTEST_GUILESS_MAIN(TestXMLPacketable)

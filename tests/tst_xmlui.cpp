@@ -1,6 +1,5 @@
 // XMLUI: collections of actions, read back as copies, edited in place by type and
-// originator, counted, and carried in packets.
-#include <kxxml/messaging/xmlpacket.h>
+// originator, and counted.
 #include <kxxml/ui/xmlaction.h>
 #include <kxxml/ui/xmlui.h>
 
@@ -60,7 +59,6 @@ private Q_SLOTS:
     void editInPlace();
     void visibility();
     void withoutActions();
-    void packetCopiesOrMoves();
 };
 
 void TestXmlUi::appendAndRead()
@@ -146,24 +144,6 @@ void TestXmlUi::withoutActions()
     ui.setActionOrgName(0, 0, QStringLiteral("x"));
     ui.setActionVisible(0, 0, false);
     QCOMPARE(ui.toString(), before);
-}
-
-void TestXmlUi::packetCopiesOrMoves()
-{
-    XMLUI copied(QStringLiteral("copied"));
-    XMLUI moved(QStringLiteral("moved"));
-    XMLPacket packet;
-    const QDomElement copy = packet.append(copied);
-    packet.appendV(moved);
-    XMLAction action(QStringLiteral("a"), 1, 2);
-    copied.append(action);
-    moved.append(action);
-
-    std::list<QDomNode> uis;
-    QCOMPARE(packet.getNodesOfType(XMLObject::XMLOBJECT_UI, uis), 2);
-    QVERIFY(uis.front() == copy);
-    QVERIFY(!XMLObject::hasNodesOfType(uis.front().toElement(), XMLObject::XMLOBJECT_ACTION));
-    QVERIFY(XMLObject::hasNodesOfType(uis.back().toElement(), XMLObject::XMLOBJECT_ACTION));
 }
 
 QTEST_GUILESS_MAIN(TestXmlUi)
