@@ -198,6 +198,7 @@ private Q_SLOTS:
     void appendAndFree();
     void unlink_data();
     void unlink();
+    void callJournal();
 };
 
 void TestKxHostPackets::adoptedRecordsAreWritten()
@@ -518,6 +519,25 @@ void TestKxHostPackets::unlink()
     checkRemoval<KXDBENTRY>(count, removed, remaining);
     KXDBENTRY* none = nullptr;
     RemoveItemFromList(none, static_cast<KXDBENTRY*>(nullptr));
+}
+
+void TestKxHostPackets::callJournal()
+{
+    // Only calls from outside are recorded: fromPacket's own use of the conversion table is not,
+    // nor the calls made while the journal is off.
+    QVERIFY(!kxhost::CallJournal::isRecording());
+    const auto letter = hosttest::packetOf(PDT_LETTER);
+    KXJOB* none = nullptr;
+    const QStringList calls = hosttest::hostCalls([&] {
+        hosttest::parse(*letter, "SI 1F\n10 x\nTI 0\n");
+        letter->setName("L");
+        AddListList(none, nullptr);
+    });
+    QVERIFY(!kxhost::CallJournal::isRecording());
+    KX_free(nullptr);
+    QCOMPARE(calls, QStringList({QStringLiteral("<1f>.fromPacket(16, false, true)"), QStringLiteral("<1f>.setName(L)"),
+                                 QStringLiteral("AddListList(null, null)")}));
+    QCOMPARE(kxhost::CallJournal::entries().size(), std::size_t(3));
 }
 
 QTEST_APPLESS_MAIN(TestKxHostPackets)

@@ -1,5 +1,7 @@
 #include <kxhost/kxdbentry_cc.h>
 
+#include "journalscope_p.h"
+
 #include "kxitem_p.h"
 #include "kxrecords_p.h"
 
@@ -31,6 +33,7 @@ KXDBENTRY_CC& KXDBENTRY_CC::operator=(const KXDBENTRY_CC& other)
 void KXDBENTRY_CC::setData(unsigned char* data)
 {
     auto* entry = reinterpret_cast<KXDBENTRY*>(data);
+    const kxhost::JournalScope journal(this, "setData", [&] { return kxhost::journalArguments(static_cast<const KXDBENTRY*>(entry)); });
     if (entry != dbentry) {
         kxhost::freeDBEntry(dbentry);
         dbentry = entry;

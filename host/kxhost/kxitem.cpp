@@ -1,5 +1,7 @@
 #include "kxitem_p.h"
 
+#include "journalscope_p.h"
+
 #include <kxhost/kxlib.h>
 #include <kxhost/kxpacketable.h>
 
@@ -727,6 +729,7 @@ bool writeText(const Item& item, std::string& out, std::string& error)
 
 CONVERTSTRUCTELEMENTINFO* KXGetSystemStorageClassConv(unsigned int storageClass)
 {
+    const kxhost::JournalScope journal(nullptr, "KXGetSystemStorageClassConv", [&] { return kxhost::journalArguments(storageClass); });
     static kxhost::Table section(kxhost::sectionRows);
     static kxhost::Table dbentry(kxhost::dbentryRows);
     static kxhost::Table job(kxhost::jobRows);
@@ -753,5 +756,6 @@ CONVERTSTRUCTELEMENTINFO* KXGetSystemStorageClassConv(unsigned int storageClass)
 
 void KX_free(void* buffer)
 {
+    const kxhost::JournalScope journal(nullptr, "KX_free", [&] { return kxhost::journalArguments(buffer ? "buffer" : "null"); });
     std::free(buffer);
 }
