@@ -605,12 +605,13 @@ void XMLPacketable::setData(const KXPacketable& packet)
     }
 
     unsigned int length = 0;
-    const std::unique_ptr<char, void (*)(void*)> text(packet.toPacket(length), &KX_free);
+    char* text = packet.toPacket(length);
     if (!text)
         return;
-    QStringList lines = QString::fromUtf8(text.get(), static_cast<qsizetype>(length))
-                            .split(kLineFeed, Qt::SkipEmptyParts);
+    QStringList lines = QString::fromUtf8(text, static_cast<qsizetype>(length)).split(kLineFeed, Qt::SkipEmptyParts);
     toDom(node, lines, 0);
+    // The host's buffer goes back before the packet is rebuilt from the new XML.
+    KX_free(text);
     getDataConst();
 }
 
