@@ -108,6 +108,8 @@ class TestHostCalls : public QObject
 private Q_SLOTS:
     void packetToXml_data();
     void packetToXml();
+    void archiveInlining_data();
+    void archiveInlining();
 };
 
 void TestHostCalls::packetToXml_data()
@@ -134,6 +136,52 @@ void TestHostCalls::packetToXml()
     packet->key = {0x12, 0x3};
     XMLPacketable p;
     QCOMPARE(hosttest::hostCalls([&] { p.setData(*packet); }), calls);
+}
+
+void TestHostCalls::archiveInlining_data()
+{
+    QTest::addColumn<QString>("entry");
+    QTest::addColumn<QStringList>("calls");
+    // References are looked up one at a time, each inlined before the next is looked up; every
+    // referring element gets a packet built for it alone.
+    QTest::newRow("nested, by key then by name")
+            << "Letter"
+            << list("getPacketable(31)\nLetter.getReferences()\n"
+                    "findNode(100:1 null)\ngetPacketable(21)\nFront.getReferences()\n"
+                    "findNode(0:0 Coated)\nCoated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "KXFreeReferences(0:0 Coated)\n"
+                    "findNode(0:0 Coated)\nCoated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "KXFreeReferences(100:1 null)");
+    QTest::newRow("same node twice: a packet per reference and element")
+            << "Twice"
+            << list("getPacketable(21)\nTwice.getReferences()\nfindNode(0:0 Coated)\n"
+                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "findNode(0:0 Coated)\n"
+                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
+                    "KXFreeReferences(0:0 Coated)");
+    // Without a cached packet there are no references to ask for, and no rebuilding either.
+    QTest::newRow("opaque packet") << "Opaque" << QStringList();
+}
+
+void TestHostCalls::archiveInlining()
+{
+    QFETCH(QString, entry);
+    QFETCH(QStringList, calls);
+    const auto server = openDataset();
+    auto* opaque = new KXPacketable(PDT_OPAQUE);
+    opaque->setName("Opaque");
+    server->archive()->appendChild(new ArchiveNode(opaque));
+    ArchiveNode* node = byName(*server->archive(), entry.toUtf8().constData());
+    QVERIFY(node);
+    XMLPacketable p;
+    const QStringList only{QStringLiteral("getReferences"), QStringLiteral("KXFreeReferences"), QStringLiteral("findNode"),
+                           QStringLiteral("getPacketable"), QStringLiteral("load")};
+    const QStringList made = hosttest::hostCalls([&] { p.setData(*server, node); }, only);
+    if (made != calls)
+        qWarning("%s", qPrintable(made.join(QLatin1Char('\n'))));
+    QCOMPARE(made, calls);
 }
 
 QTEST_GUILESS_MAIN(TestHostCalls)

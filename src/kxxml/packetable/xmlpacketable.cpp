@@ -839,16 +839,14 @@ void XMLPacketable::setData(KXCommServer& server, const ArchiveNode* archiveNode
     if (!archiveNode || !archiveNode->getPacket())
         return;
     clearCache();
-    const ArchiveInliner inliner(server);
-    inliner.fill(*this, *archiveNode);
-    inliner.inlineInto(node, archiveNode, ArchiveInliner::referredNodes(*this, *archiveNode));
+    ArchiveInliner(server).fillFrom(*this, *archiveNode);
 }
 
 void XMLPacketable::insertInlineData(KXCommServer& server, const ArchiveNode* archiveNode)
 {
     if (!m_packet || !archiveNode)
         return;
-    ArchiveInliner(server).inlineInto(node, nullptr, {archiveNode});
+    ArchiveInliner(server).insertInto(*this, *archiveNode);
 }
 
 int XMLPacketable::getXPKReferences(QList<XPKReference*>& out) const

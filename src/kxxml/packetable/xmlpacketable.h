@@ -11,6 +11,7 @@
 #include <list>
 #include <memory>
 
+class ArchiveInliner;
 class XPKReference;
 
 /// A host packet (KXPacketable) as XML.
@@ -243,6 +244,8 @@ public:
     void nullifyReference(XPKReference* reference);
 
 private:
+    friend class ArchiveInliner; // reads the cached packet as it stands, without rebuilding it
+
     void clearCache() const;
 
     // Built lazily by the const getDataConst(), hence mutable.
