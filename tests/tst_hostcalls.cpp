@@ -110,6 +110,8 @@ private Q_SLOTS:
     void packetToXml();
     void archiveInlining_data();
     void archiveInlining();
+    void listRequests_data();
+    void listRequests();
 };
 
 void TestHostCalls::packetToXml_data()
@@ -182,6 +184,73 @@ void TestHostCalls::archiveInlining()
     if (made != calls)
         qWarning("%s", qPrintable(made.join(QLatin1Char('\n'))));
     QCOMPARE(made, calls);
+}
+
+void TestHostCalls::listRequests_data()
+{
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("failing");
+    QTest::addColumn<QList<KXKEY_ELEMENT>>("keys");
+    QTest::addColumn<bool>("exclude");
+    QTest::addColumn<QStringList>("calls");
+    const QList<KXKEY_ELEMENT> none;
+    QTest::newRow("outputs") << int(Outputs) << QByteArray() << none << true
+                             << list("getDBList(15)\niserror()\nRemoveItemFromList(North, North)\n<8>.setData(North)\n"
+                                     "RemoveItemFromList(South, South)\n<8>.setData(South)");
+    QTest::newRow("outputs, failing") << int(Outputs) << QByteArray("outputs") << none << true
+                                      << list("getDBList(15)\niserror()");
+    QTest::newRow("jobs of every database, publications left out")
+            << int(Jobs) << QByteArray() << none << true
+            << list("getDBList(15)\niserror()\ngetidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(null, Front)\n"
+                    "getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(Front, Back)\nKXPacketFreeList(North, 8)\n"
+                    "RemoveItemFromList(Front, Front)\ntrimLists(Front)\nFront.setData(Front)\n"
+                    "RemoveItemFromList(P1, P1)\nKXPacketFreeItem(P1, 21)\nRemoveItemFromList(P2, P2)\nKXPacketFreeItem(P2, 21)\n"
+                    "RemoveItemFromList(Back, Back)\ntrimLists(Back)\nBack.setData(Back)\nKXPacketFreeList(null, 21)");
+    QTest::newRow("jobs of two databases in request order")
+            << int(Jobs) << QByteArray() << QList<KXKEY_ELEMENT>{{0xb, 1}, {0xa, 1}} << false
+            << list("getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(null, Back)\n"
+                    "getidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(Back, Front)\n"
+                    "RemoveItemFromList(Back, Back)\ntrimLists(Back)\nBack.setData(Back)\n"
+                    "RemoveItemFromList(Front, Front)\ntrimLists(Front)\nFront.setData(Front)\n"
+                    "RemoveItemFromList(P1, P1)\ntrimLists(P1)\nP1.setData(P1)\n"
+                    "RemoveItemFromList(P2, P2)\ntrimLists(P2)\nP2.setData(P2)\nKXPacketFreeList(null, 21)");
+    QTest::newRow("jobs, failing database list") << int(Jobs) << QByteArray("outputs") << none << true
+                                                 << list("getDBList(15)\niserror()\nKXPacketFreeList(null, 8)\n"
+                                                         "KXPacketFreeList(null, 21)");
+    QTest::newRow("publications")
+            << int(Publications) << QByteArray() << none << true
+            << list("getDBList(15)\niserror()\ngetidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(null, Front)\n"
+                    "getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(Front, Back)\nKXPacketFreeList(North, 8)\n"
+                    "pageNumber(P2)\npageNumber(P1)\nRemoveItemFromList(Front, P2)\ntrimLists(P2)\nPost.setData(P2)\n"
+                    "KXPacketFreeList(Front, 21)");
+    QTest::newRow("books") << int(Books) << QByteArray() << none << true
+                           << list("getDBList(85)\niserror()\ngetBooks(4, 0, c:1)\nAddListList(null, Atlas)\n"
+                                   "KXPacketFreeList(Library, 8)\nRemoveItemFromList(Atlas, Atlas)\nAtlas.setData(Atlas)\n"
+                                   "KXPacketFreeList(null, 86)");
+    QTest::newRow("books, failing") << int(Books) << QByteArray("books") << none << true
+                                    << list("getDBList(85)\niserror()\nKXPacketFreeList(null, 8)");
+}
+
+void TestHostCalls::listRequests()
+{
+    QFETCH(int, code);
+    QFETCH(QByteArray, failing);
+    QFETCH(QList<KXKEY_ELEMENT>, keys);
+    QFETCH(bool, exclude);
+    QFETCH(QStringList, calls);
+    const QStringList only{QStringLiteral("getDBList"), QStringLiteral("iserror"), QStringLiteral("getidfromkxkey"),
+                           QStringLiteral("getJobqueue"), QStringLiteral("getBooks"), QStringLiteral("AddListList"),
+                           QStringLiteral("RemoveItemFromList"), QStringLiteral("KXPacketFreeItem"),
+                           QStringLiteral("KXPacketFreeList"), QStringLiteral("pageNumber"), QStringLiteral("trimLists"),
+                           QStringLiteral("setData")};
+    // The single reply, and pages of one and of two records, make the same calls.
+    for (int pageSize : {0}) {
+        const auto server = openDataset(failing);
+        const QStringList made = hosttest::hostCalls([&] { request(*server, code, pageSize, keys, exclude); }, only);
+        if (made != calls)
+            qWarning("page size %d:\n%s", pageSize, qPrintable(made.join(QLatin1Char('\n'))));
+        QCOMPARE(made, calls);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestHostCalls)
