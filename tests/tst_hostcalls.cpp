@@ -244,7 +244,7 @@ void TestHostCalls::listRequests()
                            QStringLiteral("KXPacketFreeList"), QStringLiteral("pageNumber"), QStringLiteral("trimLists"),
                            QStringLiteral("setData")};
     // The single reply, and pages of one and of two records, make the same calls.
-    for (int pageSize : {0}) {
+    for (int pageSize : {0, 1, 2}) {
         const auto server = openDataset(failing);
         const QStringList made = hosttest::hostCalls([&] { request(*server, code, pageSize, keys, exclude); }, only);
         if (made != calls)
