@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <type_traits>
 
 namespace {
 
@@ -406,12 +407,15 @@ void TestXpkReference::handedOutPacketsMatchTheirNodes()
 
 void TestXpkReference::referenceOwnsPacketable()
 {
+    // A plain pointer that the reference owns, as application code expects; no copies.
+    static_assert(std::is_same_v<decltype(XPKReference::packetable), XMLPacketable*>);
+    static_assert(!std::is_copy_constructible_v<XPKReference> && !std::is_copy_assignable_v<XPKReference>);
     auto* byKey = new XPKReference(new XMLPacketable, KXKEY_ELEMENT{7, 2});
     const XPKReference byName(nullptr, QStringLiteral("n"));
     QCOMPARE(byKey->key.key, 7u);
     QVERIFY(byKey->name.isNull());
     QVERIFY(KXKEY_CC::isEqual(byName.key, KXKEY_CC::getNullKey()));
-    const QPointer<XMLPacketable> watched(byKey->packetable.get());
+    const QPointer<XMLPacketable> watched(byKey->packetable);
     delete byKey;
     QVERIFY(watched.isNull());
 }
