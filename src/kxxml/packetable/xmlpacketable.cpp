@@ -599,9 +599,8 @@ void XMLPacketable::setData(const KXPacketable& packet)
     if (packet.name) {
         setName(QString::fromUtf8(packet.name));
     } else if (packet.datatype == PDT_DBENTRY) {
-        const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet);
-        if (entry && entry->dbentry && entry->dbentry->name)
-            setName(QString::fromUtf8(entry->dbentry->name));
+        if (const char* recordName = kxxmlhost::attachedRecordName(packet))
+            setName(QString::fromUtf8(recordName));
     }
 
     unsigned int length = 0;
