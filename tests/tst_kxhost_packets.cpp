@@ -455,8 +455,8 @@ void TestKxHostPackets::referenceChains_data()
     QTest::newRow("job: publication, database, profile") << 21u << QByteArray("SI 15\n12 Coated\n05 A 1\n02 Morning Post\nTI 0\n")
                                                          << QByteArray("name Morning Post,key a:1,name Coated");
     QTest::newRow("book") << 86u << QByteArray("SI 56\n04 Coated\n03 B 1\nTI 0\n") << QByteArray("key b:1,name Coated");
-    QTest::newRow("nested items are not looked at")
-        << 31u << QByteArray("SI 1F\nSL 1\nSI 1F\n1B Inner\n11 5 5\nTI 0\nTL 0\nTI 0\n") << QByteArray();
+    QTest::newRow("lists are passed over")
+        << 31u << QByteArray("SI 1F\n11 5 5\nSL 1\nSI 5\n01 News\nTI 0\nTL 0\nTI 0\n") << QByteArray("key 5:5");
     QTest::newRow("no references") << 8u << QByteArray("SI 8\n01 North\nTI 0\n") << QByteArray();
     QTest::newRow("empty and null references are listed") << 31u << QByteArray("SI 1F\n11 0 0\n1B \nTI 0\n")
                                                           << QByteArray("key 0:0,name ");
