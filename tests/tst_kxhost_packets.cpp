@@ -101,7 +101,7 @@ unsigned char* data(T* record)
 const void* recordOf(const KXPacketable& packet)
 {
     if (const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet))
-        return entry->dbentry;
+        return entry->getEntry();
     if (const auto* job = dynamic_cast<const KXJOB_CC*>(&packet))
         return job->getJob();
     if (const auto* book = dynamic_cast<const BOOK_CC*>(&packet))
@@ -206,13 +206,13 @@ void TestKxHostPackets::adoptedRecordsAreWritten()
     KXDBENTRY_CC entry;
     KXDBENTRY* record = makeEntry("North", KXKEY_ELEMENT{0xa, 1}, 12, KXDBKIND_OUTPUT);
     entry.setData(data(record));
-    QCOMPARE(entry.dbentry, record);
+    QCOMPARE(entry.getEntry(), record);
     QCOMPARE(entry.key.key, 0xau);
     QCOMPARE(entry.key.hkey, 1u);
     QVERIFY(!entry.name); // the name comes from setName only
     QCOMPARE(textOf(entry), QByteArray("SI 8\n01 North\n02 1\n03 12\nTI 0\n"));
     entry.setData(nullptr);
-    QVERIFY(!entry.dbentry);
+    QVERIFY(!entry.getEntry());
     QCOMPARE(textOf(entry), QByteArray("SI 8\nTI 0\n"));
 
     KXJOB_CC job;
@@ -263,7 +263,7 @@ void TestKxHostPackets::adoptingAnotherRecordFreesTheFirst()
     KXDBENTRY_CC entry;
     entry.setData(data(named<KXDBENTRY>("A")));
     entry.setData(data(named<KXDBENTRY>("B")));
-    QCOMPARE(QByteArray(entry.dbentry->name), QByteArray("B"));
+    QCOMPARE(QByteArray(entry.getEntry()->name), QByteArray("B"));
     BOOK_CC book;
     book.setData(data(named<KXBOOK>("A")));
     book.setData(data(named<KXBOOK>("B")));
@@ -400,18 +400,21 @@ void TestKxHostPackets::recordsFromText()
     entry.key = KXKEY_ELEMENT{0xa, 2};
     entry.setData(data(makeEntry("Old", KXKEY_ELEMENT{1, 1}, 1, 1)));
     QVERIFY(parse(entry, "SI 8\n01 South\n02 2\n03 -7\nTI 0\n"));
-    QCOMPARE(QByteArray(entry.dbentry->name), QByteArray("South"));
-    QCOMPARE(entry.dbentry->kind, 2);
-    QCOMPARE(entry.dbentry->id, -7);
-    QCOMPARE(entry.dbentry->key.key, 1u); // the packet's key (setData took over the old record's)
-    QVERIFY(!entry.dbentry->next);
+    QCOMPARE(QByteArray(entry.getEntry()->name), QByteArray("South"));
+    QCOMPARE(entry.getEntry()->kind, 2);
+    QCOMPARE(entry.getEntry()->id, -7);
+    QCOMPARE(entry.getEntry()->key.key, 1u); // the packet's key (setData took over the old record's)
+    entry.key = KXKEY_ELEMENT{0xb, 3}; // as a packet rebuilt from XML gets its key, after the parse
+    QCOMPARE(entry.getEntry()->key.key, 0xbu);
+    QCOMPARE(entry.getEntry()->key.hkey, 3u);
+    QVERIFY(!entry.getEntry()->next);
     QVERIFY(parse(entry, "SI 8\nTI 0\n"));
-    QVERIFY(entry.dbentry && !entry.dbentry->name);
-    QCOMPARE(entry.dbentry->id, 0);
-    QCOMPARE(entry.dbentry->kind, 0);
-    KXDBENTRY* before = entry.dbentry;
+    QVERIFY(entry.getEntry() && !entry.getEntry()->name);
+    QCOMPARE(entry.getEntry()->id, 0);
+    QCOMPARE(entry.getEntry()->kind, 0);
+    const KXDBENTRY* before = entry.getEntry();
     QVERIFY(!parse(entry, "SI 8\n04 x\nTI 0\n"));
-    QCOMPARE(entry.dbentry, before); // a failed parse keeps the record
+    QCOMPARE(entry.getEntry(), before); // a failed parse keeps the record
 
     // Job and book packets release theirs, except on failure.
     KXJOB_CC job;

@@ -16,8 +16,8 @@ const char* packetName(const KXPacketable& packet)
     if (packet.name)
         return packet.name;
     if (const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet)) {
-        if (entry->dbentry)
-            return entry->dbentry->name;
+        if (entry->getEntry())
+            return entry->getEntry()->name;
     }
     return nullptr;
 }

@@ -54,12 +54,13 @@ namespace kxxmlhost {
 
 /// The name (UTF-8, may be null) of the record attached to @p packet, a packet of data type 8
 /// (a database entry); null when it has no record. kxxml asks only for packets of data type
-/// 8. Against the stand-in, that packet class is KXDBENTRY_CC and the record its `dbentry`; a
+/// 8. Against the stand-in, that packet class is KXDBENTRY_CC and the record its getEntry(); a
 /// real host binds this to its own data-type-8 packet's attached-record member.
 inline const char* attachedRecordName(const KXPacketable& packet)
 {
     const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet);
-    return entry && entry->dbentry ? entry->dbentry->name : nullptr;
+    const KXDBENTRY* record = entry ? entry->getEntry() : nullptr;
+    return record ? record->name : nullptr;
 }
 
 } // namespace kxxmlhost
