@@ -307,6 +307,10 @@ void TestXmlWriter::matchesQt_data()
         a.setAttribute(QStringLiteral("v"), kSpecials);
         return a.attributeNode(QStringLiteral("v"));
     });
+    QTest::newRow("document type") << Builder([](QDomDocument& d) -> QDomNode {
+        d.setContent(QStringLiteral("<!DOCTYPE r><r/>"));
+        return d.doctype();
+    });
 }
 
 void TestXmlWriter::matchesQt()

@@ -297,12 +297,19 @@ Match matchDocuments(const QDomDocument& a, const QDomDocument& b)
 XMLWriter::XMLWriter(const QDomNode& node)
     : top(node)
 {
-    if (top.isNull())
+    if (top.isNull()) {
         finished = true;
-    else if (top.isDocument())
+    } else if (top.isDocument()) {
         finished = !startTree(top.firstChild(), 0);
-    else
+    } else if (top.isDocumentType()) {
+        // On its own a document type is written like any other leaf; only within a document
+        // does startTree() pass over it.
+        start = top;
+        current = top;
+        depth = 1;
+    } else {
         startTree(top, 1);
+    }
 }
 
 QString XMLWriter::write(const QDomNode& node)
