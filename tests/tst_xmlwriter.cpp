@@ -311,6 +311,34 @@ void TestXmlWriter::matchesQt_data()
         d.setContent(QStringLiteral("<!DOCTYPE r><r/>"));
         return d.doctype();
     });
+    // Namespaced content made by hand, as it may come from outside the library.
+    QTest::newRow("namespace URIs with tab and line ends") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a\tb\nc\rd<&\"]]>"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:\t\n\r"), QStringLiteral("q:at"), QStringLiteral("1"));
+        a.appendChild(d.createElementNS(QStringLiteral("urn:\r\n"), QStringLiteral("b")));
+        return a;
+    });
+    QTest::newRow("namespaced attribute without a prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.setAttributeNS(QStringLiteral("urn:x"), QStringLiteral("at"), QStringLiteral("1"));
+        QDomElement b = d.createElementNS(QStringLiteral("urn:b"), QStringLiteral("p:b"));
+        b.setAttributeNS(QStringLiteral("urn:y"), QStringLiteral("at"), QStringLiteral("2"));
+        a.appendChild(b);
+        return a;
+    });
+    QTest::newRow("namespaced attribute node, owner of its prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:a"), QStringLiteral("p:at"), QStringLiteral("1"));
+        return a.attributeNodeNS(QStringLiteral("urn:a"), QStringLiteral("at"));
+    });
+    QTest::newRow("namespaced attribute node, owner of another prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:\tq"), QStringLiteral("q:at"), QStringLiteral("1"));
+        return a.attributeNodeNS(QStringLiteral("urn:\tq"), QStringLiteral("at"));
+    });
 }
 
 void TestXmlWriter::matchesQt()
