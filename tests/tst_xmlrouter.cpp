@@ -186,12 +186,13 @@ void TestXmlRouter::unregisteredSourceIsDropped()
 
 void TestXmlRouter::duplicateCheck_data()
 {
-    QTest::addColumn<QStringList>("sent"); // "-" runs the event loop
+    QTest::addColumn<QStringList>("sent"); // "-" runs the event loop, "=" sends the last packet again
     QTest::addColumn<QStringList>("received");
     QTest::newRow("A A") << TestHelpers::words("A A") << TestHelpers::words("2<-A");
     QTest::newRow("A B A") << TestHelpers::words("A B A") << TestHelpers::words("2<-A 2<-B 2<-A");
     QTest::newRow("A A B B A") << TestHelpers::words("A A B B A") << TestHelpers::words("2<-A 2<-B 2<-A");
     QTest::newRow("A, run, A") << TestHelpers::words("A - A") << TestHelpers::words("2<-A 2<-A");
+    QTest::newRow("A, the same A again") << TestHelpers::words("A = =") << TestHelpers::words("2<-A");
 }
 
 void TestXmlRouter::duplicateCheck()
@@ -203,11 +204,17 @@ void TestXmlRouter::duplicateCheck()
     Agent a(log), b(log);
     router.add(&a);
     router.add(&b);
+    QPointer<XMLPacket> last;
     for (const QString& s : sent) {
-        if (s == QLatin1String("-"))
+        if (s == QLatin1String("-")) {
             runEventLoop();
-        else
-            router.send(a.packet(2, s));
+        } else if (s == QLatin1String("=")) {
+            router.send(last);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QVERIFY2(last, "a queued packet was deleted");
+        } else {
+            router.send(last = a.packet(2, s));
+        }
     }
     runEventLoop();
     QCOMPARE(log, received);

@@ -164,8 +164,8 @@ void XMLRouter::notifyAgentRemovals(int agentID)
 
 void XMLRouter::send(XMLPacket* packet)
 {
-    if (!packet)
-        return;
+    if (!packet || (!queue.isEmpty() && queue.last() == packet))
+        return; // the very packet just queued: it is there already
     const int source = packet->getSourceAgentID();
     if (!contains(source)) {
         if (!observers.isEmpty())
