@@ -148,8 +148,19 @@ void TestHostileInput::deepDomIsCutAtTheLimit()
     QCOMPARE(text.count(QLatin1String("SI ")) + text.count(QLatin1String("SL ")), XMLPacketable::MaxNesting);
     QCOMPARE(text.count(QLatin1String("TI ")) + text.count(QLatin1String("TL ")), XMLPacketable::MaxNesting);
     QVERIFY(!text.contains(QLatin1String("bottom")));
+
+    // A program may hand the same tree to a packetable: it is copied whole, without recursion.
+    XMLPacketable copy;
+    copy.setData(top);
+    int levels = 1;
+    QDomElement at = copy.getNodeConst();
+    for (; !at.firstChildElement().isNull(); at = at.firstChildElement())
+        ++levels;
+    QCOMPARE(levels, kDeep + 2);
+    QCOMPARE(at.attribute(QStringLiteral("value")), QStringLiteral("bottom"));
     QVERIFY2(timer.elapsed() < kBoundMs, "took too long");
     dismantle(document);
+    dismantle(copy.getNodeConst());
 }
 
 void TestHostileInput::deepXmlTextIsRefused()
