@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 #include <QByteArrayList>
+#include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <string>
@@ -48,6 +50,22 @@ QByteArray names(const T* head)
 inline std::unique_ptr<KXCommServer> openJson(const QByteArray& json, std::string* error = nullptr)
 {
     return KXCommServer::openData(json.toStdString(), "test.json", error);
+}
+
+// The calls @p f makes into the host, in order, as CallJournal::Entry::text() gives them;
+// only those of the operations in @p only, or all when it is empty.
+template <typename F>
+QStringList hostCalls(F f, const QStringList& only = {})
+{
+    kxhost::CallJournal::start();
+    f();
+    kxhost::CallJournal::stop();
+    QStringList calls;
+    for (const kxhost::CallJournal::Entry& entry : kxhost::CallJournal::entries()) {
+        if (only.isEmpty() || only.contains(QString::fromStdString(entry.operation)))
+            calls << QString::fromStdString(entry.text());
+    }
+    return calls;
 }
 
 } // namespace hosttest

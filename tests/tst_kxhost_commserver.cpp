@@ -371,9 +371,9 @@ void TestKxHostCommServer::archiveTree()
     QVERIFY(dynamic_cast<const KXJOB_CC*>(letter->getChild(0)->getPacket()));
     QVERIFY(dynamic_cast<const ICCPROFILEDATA_CC*>(letter->getChild(1)->getPacket()));
     const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(root->getChild(1)->getPacket());
-    QVERIFY(entry && entry->dbentry);
+    QVERIFY(entry && entry->getEntry());
     QVERIFY(!entry->name);
-    QCOMPARE(QByteArray(entry->dbentry->name), QByteArray("North"));
+    QCOMPARE(QByteArray(entry->getEntry()->name), QByteArray("North"));
     QCOMPARE(root->getChild(3)->getPacket()->datatype, PDT_OPAQUE);
 
     // The profile packet in the archive is loaded in place.

@@ -101,7 +101,7 @@ unsigned char* data(T* record)
 const void* recordOf(const KXPacketable& packet)
 {
     if (const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet))
-        return entry->dbentry;
+        return entry->getEntry();
     if (const auto* job = dynamic_cast<const KXJOB_CC*>(&packet))
         return job->getJob();
     if (const auto* book = dynamic_cast<const BOOK_CC*>(&packet))
@@ -198,6 +198,7 @@ private Q_SLOTS:
     void appendAndFree();
     void unlink_data();
     void unlink();
+    void callJournal();
 };
 
 void TestKxHostPackets::adoptedRecordsAreWritten()
@@ -205,13 +206,13 @@ void TestKxHostPackets::adoptedRecordsAreWritten()
     KXDBENTRY_CC entry;
     KXDBENTRY* record = makeEntry("North", KXKEY_ELEMENT{0xa, 1}, 12, KXDBKIND_OUTPUT);
     entry.setData(data(record));
-    QCOMPARE(entry.dbentry, record);
+    QCOMPARE(entry.getEntry(), record);
     QCOMPARE(entry.key.key, 0xau);
     QCOMPARE(entry.key.hkey, 1u);
     QVERIFY(!entry.name); // the name comes from setName only
     QCOMPARE(textOf(entry), QByteArray("SI 8\n01 North\n02 1\n03 12\nTI 0\n"));
     entry.setData(nullptr);
-    QVERIFY(!entry.dbentry);
+    QVERIFY(!entry.getEntry());
     QCOMPARE(textOf(entry), QByteArray("SI 8\nTI 0\n"));
 
     KXJOB_CC job;
@@ -262,7 +263,7 @@ void TestKxHostPackets::adoptingAnotherRecordFreesTheFirst()
     KXDBENTRY_CC entry;
     entry.setData(data(named<KXDBENTRY>("A")));
     entry.setData(data(named<KXDBENTRY>("B")));
-    QCOMPARE(QByteArray(entry.dbentry->name), QByteArray("B"));
+    QCOMPARE(QByteArray(entry.getEntry()->name), QByteArray("B"));
     BOOK_CC book;
     book.setData(data(named<KXBOOK>("A")));
     book.setData(data(named<KXBOOK>("B")));
@@ -399,18 +400,21 @@ void TestKxHostPackets::recordsFromText()
     entry.key = KXKEY_ELEMENT{0xa, 2};
     entry.setData(data(makeEntry("Old", KXKEY_ELEMENT{1, 1}, 1, 1)));
     QVERIFY(parse(entry, "SI 8\n01 South\n02 2\n03 -7\nTI 0\n"));
-    QCOMPARE(QByteArray(entry.dbentry->name), QByteArray("South"));
-    QCOMPARE(entry.dbentry->kind, 2);
-    QCOMPARE(entry.dbentry->id, -7);
-    QCOMPARE(entry.dbentry->key.key, 1u); // the packet's key (setData took over the old record's)
-    QVERIFY(!entry.dbentry->next);
+    QCOMPARE(QByteArray(entry.getEntry()->name), QByteArray("South"));
+    QCOMPARE(entry.getEntry()->kind, 2);
+    QCOMPARE(entry.getEntry()->id, -7);
+    QCOMPARE(entry.getEntry()->key.key, 1u); // the packet's key (setData took over the old record's)
+    entry.key = KXKEY_ELEMENT{0xb, 3}; // as a packet rebuilt from XML gets its key, after the parse
+    QCOMPARE(entry.getEntry()->key.key, 0xbu);
+    QCOMPARE(entry.getEntry()->key.hkey, 3u);
+    QVERIFY(!entry.getEntry()->next);
     QVERIFY(parse(entry, "SI 8\nTI 0\n"));
-    QVERIFY(entry.dbentry && !entry.dbentry->name);
-    QCOMPARE(entry.dbentry->id, 0);
-    QCOMPARE(entry.dbentry->kind, 0);
-    KXDBENTRY* before = entry.dbentry;
+    QVERIFY(entry.getEntry() && !entry.getEntry()->name);
+    QCOMPARE(entry.getEntry()->id, 0);
+    QCOMPARE(entry.getEntry()->kind, 0);
+    const KXDBENTRY* before = entry.getEntry();
     QVERIFY(!parse(entry, "SI 8\n04 x\nTI 0\n"));
-    QCOMPARE(entry.dbentry, before); // a failed parse keeps the record
+    QCOMPARE(entry.getEntry(), before); // a failed parse keeps the record
 
     // Job and book packets release theirs, except on failure.
     KXJOB_CC job;
@@ -454,8 +458,8 @@ void TestKxHostPackets::referenceChains_data()
     QTest::newRow("job: publication, database, profile") << 21u << QByteArray("SI 15\n12 Coated\n05 A 1\n02 Morning Post\nTI 0\n")
                                                          << QByteArray("name Morning Post,key a:1,name Coated");
     QTest::newRow("book") << 86u << QByteArray("SI 56\n04 Coated\n03 B 1\nTI 0\n") << QByteArray("key b:1,name Coated");
-    QTest::newRow("nested items are not looked at")
-        << 31u << QByteArray("SI 1F\nSL 1\nSI 1F\n1B Inner\n11 5 5\nTI 0\nTL 0\nTI 0\n") << QByteArray();
+    QTest::newRow("lists are passed over")
+        << 31u << QByteArray("SI 1F\n11 5 5\nSL 1\nSI 5\n01 News\nTI 0\nTL 0\nTI 0\n") << QByteArray("key 5:5");
     QTest::newRow("no references") << 8u << QByteArray("SI 8\n01 North\nTI 0\n") << QByteArray();
     QTest::newRow("empty and null references are listed") << 31u << QByteArray("SI 1F\n11 0 0\n1B \nTI 0\n")
                                                           << QByteArray("key 0:0,name ");
@@ -518,6 +522,25 @@ void TestKxHostPackets::unlink()
     checkRemoval<KXDBENTRY>(count, removed, remaining);
     KXDBENTRY* none = nullptr;
     RemoveItemFromList(none, static_cast<KXDBENTRY*>(nullptr));
+}
+
+void TestKxHostPackets::callJournal()
+{
+    // Only calls from outside are recorded: fromPacket's own use of the conversion table is not,
+    // nor the calls made while the journal is off.
+    QVERIFY(!kxhost::CallJournal::isRecording());
+    const auto letter = hosttest::packetOf(PDT_LETTER);
+    KXJOB* none = nullptr;
+    const QStringList calls = hosttest::hostCalls([&] {
+        hosttest::parse(*letter, "SI 1F\n10 x\nTI 0\n");
+        letter->setName("L");
+        AddListList(none, nullptr);
+    });
+    QVERIFY(!kxhost::CallJournal::isRecording());
+    KX_free(nullptr);
+    QCOMPARE(calls, QStringList({QStringLiteral("<1f>.fromPacket(16, false, true)"), QStringLiteral("<1f>.setName(L)"),
+                                 QStringLiteral("AddListList(null, null)")}));
+    QCOMPARE(kxhost::CallJournal::entries().size(), std::size_t(3));
 }
 
 QTEST_APPLESS_MAIN(TestKxHostPackets)

@@ -162,6 +162,12 @@ void TestKxHostTextForm::rejects_data()
 
     // tags
     QTest::newRow("tag not in table") << 31u << QByteArray("SI 1F\n7F x\nTI 0\n") << QByteArray("line 2: tag 7F is not in the table of class 1F");
+    QTest::newRow("letter in a list") << 31u << QByteArray("SI 1F\nSL 1\nSI 1F\nTI 0\nTL 0\nTI 0\n")
+                                      << QByteArray("line 3: item of class 1F in a list, where lists hold sections (class 5)");
+    QTest::newRow("list in a section") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\nSL 0\nTL 0\nTI 0\nTL 0\nTI 0\n")
+                                       << QByteArray("line 4: a list in an item of class 5, which holds no lists");
+    QTest::newRow("list in a book") << 86u << QByteArray("SI 56\nSL 0\nTL 0\nTI 0\n")
+                                    << QByteArray("line 2: a list in an item of class 56, which holds no lists");
     QTest::newRow("nested item's own table") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n10 x\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: tag 10 is not in the table of class 5");
     QTest::newRow("tag not hexadecimal") << 31u << QByteArray("SI 1F\nzz x\nTI 0\n") << QByteArray("line 2: bad tag \"zz\"");
     QTest::newRow("tag beyond 32 bits") << 31u << QByteArray("SI 1F\n100000010 x\nTI 0\n") << QByteArray("line 2: bad tag");
@@ -233,13 +239,17 @@ void TestKxHostTextForm::rejects()
 
 void TestKxHostTextForm::nestingLimit()
 {
+    // Lists hold sections, which hold none: a hundred thousand levels, closed or not, are
+    // refused at the third line, without a crash.
     KXPacketable packet(PDT_LETTER);
-    const QByteArray deepest = nested(KXPacketable::MaxNesting);
-    QVERIFY2(parse(packet, deepest), packet.lastError());
-    QCOMPARE(textOf(packet), deepest);
-    QVERIFY(!parse(packet, nested(KXPacketable::MaxNesting + 1)));
-    QCOMPARE(QByteArray(packet.lastError()), QByteArray("line 257: nesting deeper than 256 levels"));
-    QCOMPARE(textOf(packet), deepest);
+    QByteArray unclosed = "SI 1F\n";
+    for (int i = 0; i < 100000; ++i)
+        unclosed += "SL 1\nSI 1F\n";
+    for (const QByteArray& deep : {nested(100000), unclosed}) {
+        QVERIFY(!parse(packet, deep));
+        QCOMPARE(QByteArray(packet.lastError()),
+                 QByteArray("line 3: item of class 1F in a list, where lists hold sections (class 5)"));
+    }
 }
 
 void TestKxHostTextForm::storageClasses_data()

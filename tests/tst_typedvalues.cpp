@@ -52,6 +52,8 @@ private Q_SLOTS:
     void lenientLists();
     void strictPropertyLists_data();
     void strictPropertyLists();
+    void basesOutsideTwoTo36_data();
+    void basesOutsideTwoTo36();
 };
 
 void TestTypedValues::attributeText_data()
@@ -334,6 +336,32 @@ void TestTypedValues::strictPropertyLists()
     for (unsigned int v : items)
         signedItems << int(v);
     QCOMPARE(XMLObject::getPropertyLongList(f.e, kKey, 16), signedItems);
+}
+
+void TestTypedValues::basesOutsideTwoTo36_data()
+{
+    QTest::addColumn<int>("base");
+    QTest::newRow("0") << 0;
+    QTest::newRow("1") << 1;
+    QTest::newRow("37") << 37;
+    QTest::newRow("-16") << -16;
+}
+
+// Qt's number formatting divides by the base or runs away: such a base writes nothing.
+void TestTypedValues::basesOutsideTwoTo36()
+{
+    QFETCH(int, base);
+    QVERIFY(XMLObject::numberText(42u, base).isNull());
+    QVERIFY(XMLObject::numberText(-42, base).isNull());
+    QVERIFY(XMLObject::toString(QList<unsigned int>{1, 2}, base).isEmpty());
+    QVERIFY(XMLObject::toString(QList<int>{-1, 2}, base).isEmpty());
+    Fixture f;
+    XMLObject::setAttribute(f.e, kKey, 42u, base);
+    XMLObject::setProperty(f.e, kKey, 42u, base);
+    XMLObject::setProperty(f.e, kKey, QList<unsigned int>{1, 2}, base);
+    XMLObject::setProperty(f.e, kKey, QList<int>{-1, 2}, base);
+    QVERIFY(!f.e.hasAttributes());
+    QVERIFY(!f.e.hasChildNodes());
 }
 
 QTEST_GUILESS_MAIN(TestTypedValues)

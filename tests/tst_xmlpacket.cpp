@@ -27,6 +27,9 @@ private Q_SLOTS:
     void appendCopiesAndMoves();
     void nodesOfType();
     void copyAndEquality();
+    void whitespaceTextNodes_data();
+    void whitespaceTextNodes();
+    void inequalityFollowsOverriddenEquality();
     void initResetsOrCopies();
     void copyOfDamagedEnvelope();
     void printWritesText();
@@ -125,6 +128,72 @@ void TestXmlPacket::copyAndEquality()
     QVERIFY(copy == original);
     original.append(message);
     QVERIFY(copy != original);
+}
+
+// A packet whose body holds, per "|"-separated part: "<m/>" an empty element m, "m:text" an
+// element m holding a text node, anything else a text node.
+struct BodyPacket : XMLPacket
+{
+    using XMLPacket::operator=;
+    explicit BodyPacket(const QString& parts)
+    {
+        for (const QString& part : parts.split(QLatin1Char('|'))) {
+            if (part.startsWith(QLatin1Char('<'))) {
+                body.appendChild(packetDocument.createElement(part.mid(1, part.size() - 3)));
+            } else if (part.indexOf(QLatin1Char(':')) == 1) {
+                QDomElement e = packetDocument.createElement(part.left(1));
+                e.appendChild(packetDocument.createTextNode(part.mid(2)));
+                body.appendChild(e);
+            } else {
+                body.appendChild(packetDocument.createTextNode(part));
+            }
+        }
+    }
+};
+
+void TestXmlPacket::whitespaceTextNodes_data()
+{
+    QTest::addColumn<QString>("a");
+    QTest::addColumn<QString>("b");
+    QTest::addColumn<bool>("equal");
+    // Equal exactly when the texts are: blank text can pass for the indentation it replaces.
+    QTest::newRow("as the indentation") << "<m/>|<n/>" << "<m/>|\n  |<n/>" << true;
+    QTest::newRow("unlike the indentation") << "<m/>|<n/>" << "<m/>|\n   |<n/>" << false;
+    QTest::newRow("in an element") << "<m/>" << "m: " << false;
+    QTest::newRow("after the last element") << "<m/>" << "<m/>|\n" << false;
+    QTest::newRow("the same blanks") << "m:\n |<n/>" << "m:\n |<n/>" << true;
+    QTest::newRow("blank or line feed") << "m: " << "m:\n" << false;
+}
+
+void TestXmlPacket::whitespaceTextNodes()
+{
+    QFETCH(QString, a);
+    QFETCH(QString, b);
+    QFETCH(bool, equal);
+    const BodyPacket left(a);
+    const BodyPacket right(b);
+    QCOMPARE(left.packetText() == right.packetText(), equal);
+    QCOMPARE(left == right, equal);
+    QCOMPARE(right == left, equal);
+    QCOMPARE(left != right, !equal);
+}
+
+void TestXmlPacket::inequalityFollowsOverriddenEquality()
+{
+    // operator!= asks the packet's own operator==, whatever the static type.
+    struct SameSource : XMLPacket
+    {
+        using XMLPacket::operator=;
+        bool operator==(const XMLPacket& other) const override { return getSourceAgentID() == other.getSourceAgentID(); }
+    };
+    SameSource a;
+    XMLPacket b;
+    XMLMessage m(QStringLiteral("only in b"));
+    b.append(m);
+    const XMLPacket& base = a;
+    QVERIFY(!(base != b));
+    b.setSourceAgentID(3);
+    QVERIFY(base != b);
 }
 
 void TestXmlPacket::initResetsOrCopies()

@@ -115,6 +115,8 @@ private Q_SLOTS:
     void roundTrip_data();
     void roundTrip();
     void cachedPacket();
+    void setDataOfPackets_data();
+    void setDataOfPackets();
     void appendToPacket();
 };
 
@@ -348,6 +350,58 @@ void TestXMLPacketable::cachedPacket()
     QVERIFY(!xml.getDataConst() && !xml.getData());
     xml.setData(parsed(QStringLiteral("<packetable datatype=\"f\"/>")));
     QVERIFY(!xml.getDataConst());
+}
+
+void TestXMLPacketable::setDataOfPackets_data()
+{
+    QTest::addColumn<uint>("type");
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("name"); // "-" for none: a database entry is named after its record
+    QTest::addColumn<int>("times");
+    QTest::addColumn<QString>("expected");
+    QTest::addColumn<bool>("cached");
+    QTest::newRow("opaque: attributes only") << 6u << QByteArray() << QByteArray("O") << 1
+                                             << "packetable[datatype=6,hkey=6,key=5,name=O]" << false;
+    QTest::newRow("twice: a second item, no packet") << 5u << QByteArray("SI 5\n01 News\nTI 0\n") << QByteArray("S") << 2
+                                                     << "packetable[datatype=5,hkey=6,key=5,name=S]{item[datatype=5]{_1[value=News]}"
+                                                        "item[datatype=5]{_1[value=News]}}" << false;
+    QTest::newRow("entry without a name") << 8u << QByteArray() << QByteArray("-") << 1
+                                          << "packetable[datatype=8,hkey=1,key=a,name=North]{item[datatype=8]{_1[value=North]_2[value=1]_3[value=1]}}"
+                                          << true;
+    // An empty name is still a name: the record's is not used (and an empty value writes no attribute).
+    QTest::newRow("entry with an empty name") << 8u << QByteArray() << QByteArray("") << 1
+                                              << "packetable[datatype=8,hkey=1,key=a]{item[datatype=8]{_1[value=North]_2[value=1]_3[value=1]}}"
+                                              << true;
+}
+
+void TestXMLPacketable::setDataOfPackets()
+{
+    QFETCH(uint, type);
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, name);
+    QFETCH(int, times);
+    QFETCH(QString, expected);
+    QFETCH(bool, cached);
+    std::unique_ptr<KXPacketable> packet(PacketableUtil::getPacketable(static_cast<PACKETDATATYPES>(type)));
+    if (!text.isEmpty())
+        packet = hostPacket(type, text);
+    QVERIFY(packet);
+    if (type == PDT_DBENTRY) {
+        auto* entry = static_cast<KXDBENTRY*>(std::calloc(1, sizeof(KXDBENTRY)));
+        entry->name = strdup("North");
+        entry->key = KXKEY_ELEMENT{0xa, 1};
+        entry->kind = 1;
+        entry->id = 1;
+        packet->setData(reinterpret_cast<unsigned char*>(entry)); // adopted
+    } else {
+        packet->key = KXKEY_ELEMENT{5, 6};
+    }
+    packet->setName(name == "-" ? nullptr : name.constData());
+    XMLPacketable xml;
+    for (int i = 0; i < times; ++i)
+        xml.setData(*packet);
+    QCOMPARE(shape(xml.getNodeConst()), expected);
+    QCOMPARE(xml.getDataConst() != nullptr, cached);
 }
 
 void TestXMLPacketable::appendToPacket()

@@ -41,6 +41,7 @@ class TestXmlRouter : public QObject
 
 private Q_SLOTS:
     void construction();
+    void samePacketSentAgainStaysQueued();
     void broker();
     void destructorOrder();
 };
@@ -60,6 +61,25 @@ void TestXmlRouter::construction()
     QCOMPARE(a.getAgentID(), 1);
     QCOMPARE(a.router(), &router);
     router.remove(&a);
+}
+
+void TestXmlRouter::samePacketSentAgainStaysQueued()
+{
+    // Sent again while it is the last one queued, a packet is already there: nothing to do.
+    XMLRouter router(nullptr, nullptr, "r");
+    Log log;
+    Agent a(log), b(log);
+    router.add(&a);
+    router.add(&b);
+    QPointer<XMLPacket> packet = a.packet(2, QStringLiteral("A"));
+    router.send(packet);
+    router.send(packet);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY2(packet, "a queued packet was deleted");
+    QCoreApplication::processEvents();
+    QCOMPARE(log, Log{ QStringLiteral("2<-A") });
+    router.remove(&a);
+    router.remove(&b);
 }
 
 void TestXmlRouter::broker()

@@ -313,6 +313,38 @@ void TestXmlWriter::matchesQt_data()
         a.setAttribute(QStringLiteral("v"), kSpecials);
         return a.attributeNode(QStringLiteral("v"));
     }) << QString();
+    QTest::newRow("document type") << Builder([](QDomDocument& d) -> QDomNode {
+        d.setContent(QStringLiteral("<!DOCTYPE r><r/>"));
+        return d.doctype();
+    }) << QString();
+    // Namespaced content made by hand, as it may come from outside the library.
+    QTest::newRow("namespace URIs with tab and line ends") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a\tb\nc\rd<&\"]]>"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:\t\n\r"), QStringLiteral("q:at"), QStringLiteral("1"));
+        a.appendChild(d.createElementNS(QStringLiteral("urn:\r\n"), QStringLiteral("b")));
+        return a;
+    }) << QString();
+    QTest::newRow("namespaced attribute without a prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = element(d, QStringLiteral("a"));
+        a.setAttributeNS(QStringLiteral("urn:x"), QStringLiteral("at"), QStringLiteral("1"));
+        QDomElement b = d.createElementNS(QStringLiteral("urn:b"), QStringLiteral("p:b"));
+        b.setAttributeNS(QStringLiteral("urn:y"), QStringLiteral("at"), QStringLiteral("2"));
+        a.appendChild(b);
+        return a;
+    }) << QString();
+    QTest::newRow("namespaced attribute node, owner of its prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:a"), QStringLiteral("p:at"), QStringLiteral("1"));
+        return a.attributeNodeNS(QStringLiteral("urn:a"), QStringLiteral("at"));
+    }) << QString();
+    QTest::newRow("namespaced attribute node, owner of another prefix") << Builder([](QDomDocument& d) -> QDomNode {
+        QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
+        d.appendChild(a);
+        a.setAttributeNS(QStringLiteral("urn:\tq"), QStringLiteral("q:at"), QStringLiteral("1"));
+        return a.attributeNodeNS(QStringLiteral("urn:\tq"), QStringLiteral("at"));
+    }) << QString();
     // Random trees (at most one attribute on an element), as elements and as documents.
     for (quint32 seed = 1; seed <= 300; ++seed) {
         QTest::addRow("random tree %u", seed) << Builder([seed](QDomDocument& d) -> QDomNode {

@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <type_traits>
 
 namespace {
 
@@ -27,7 +28,8 @@ const char* const kDataset = R"({
         { "type": "30", "name": "Coated", "text": "SI 30\n01 Coated\n03 4.2\nTI 0\n" } ] },
     { "type": "8", "name": "North", "key": "a:1", "text": "SI 8\n01 North\n02 1\n03 1\nTI 0\n" },
     { "type": "1f", "name": "Memo", "text": "SI 1F\n10 See the letter\n11 12 3\nTI 0\n" },
-    { "type": "1f", "name": "Notes", "text": "SI 1F\n10 Notes\n1B Memo\nTI 0\n" } ] })";
+    { "type": "1f", "name": "Notes", "text": "SI 1F\n10 Notes\n1B Memo\nTI 0\n" },
+    { "type": "15", "name": "Twice", "key": "104:1", "text": "SI 15\n01 Twice\n02 Coated\n12 Coated\nTI 0\n" } ] })";
 
 const char* const kOtherServer = R"({
   "format": "kxhost-dataset/1",
@@ -122,6 +124,7 @@ private Q_SLOTS:
     void insertInlineDataMatching_data();
     void insertInlineDataMatching();
     void inlinedCopyFollowsExistingChildren();
+    void byNameMatchesAnyElementOfThePacketItem();
     void colourProfileLoadedFromServer_data();
     void colourProfileLoadedFromServer();
     void nullNodesAndMissingCache();
@@ -141,6 +144,8 @@ void TestXpkReference::inlinesFromArchive_data()
     QTest::newRow("nothing referred") << "North" << "North";
     QTest::newRow("by name, then key, nested")
             << "Notes" << QStringLiteral("Notes[_1b:Memo[_11:%1]]").arg(letterShape);
+    // Each of the two references inlines a copy into every element that names the profile.
+    QTest::newRow("two references to one node") << "Twice" << "Twice[_2:Coated,_2:Coated,_12:Coated,_12:Coated]";
 }
 
 void TestXpkReference::inlinesFromArchive()
@@ -259,6 +264,22 @@ void TestXpkReference::inlinedCopyFollowsExistingChildren()
     QCOMPARE(byName.firstChildElement().tagName(), QStringLiteral("existing"));
     QCOMPARE(byName.lastChildElement().tagName(), QStringLiteral("packetable"));
     QCOMPARE(byName.childNodes().count(), 2);
+}
+
+void TestXpkReference::byNameMatchesAnyElementOfThePacketItem()
+{
+    KXCommServer server;
+    const auto root = archiveOf({QStringLiteral("A 1 - T"), QStringLiteral("T 0 - -")});
+    XMLPacketable p;
+    p.setData(*root->getChild(0)->getPacket());
+    // A plain text element holding the name, and an item of another data type holding it too.
+    QDomElement item = XMLPacketable::getPacketableItemNode(p.getNodeConst());
+    XMLPacketable::createSimpleElementV(item, QStringLiteral("_16"), QStringLiteral("T"));
+    QDomElement rootElement = p.getNodeConst();
+    QDomElement section = XMLPacketable::createItemElement(rootElement, QStringLiteral("5"));
+    XMLPacketable::createSimpleElementV(section, QStringLiteral("_1"), QStringLiteral("T"));
+    p.insertInlineData(server, root->getChild(1));
+    QCOMPARE(shape(p.getNodeConst()), QStringLiteral("A[_1b:T,_16:T]"));
 }
 
 void TestXpkReference::colourProfileLoadedFromServer_data()
@@ -406,12 +427,15 @@ void TestXpkReference::handedOutPacketsMatchTheirNodes()
 
 void TestXpkReference::referenceOwnsPacketable()
 {
+    // A plain pointer that the reference owns, as application code expects; no copies.
+    static_assert(std::is_same_v<decltype(XPKReference::packetable), XMLPacketable*>);
+    static_assert(!std::is_copy_constructible_v<XPKReference> && !std::is_copy_assignable_v<XPKReference>);
     auto* byKey = new XPKReference(new XMLPacketable, KXKEY_ELEMENT{7, 2});
     const XPKReference byName(nullptr, QStringLiteral("n"));
     QCOMPARE(byKey->key.key, 7u);
     QVERIFY(byKey->name.isNull());
     QVERIFY(KXKEY_CC::isEqual(byName.key, KXKEY_CC::getNullKey()));
-    const QPointer<XMLPacketable> watched(byKey->packetable.get());
+    const QPointer<XMLPacketable> watched(byKey->packetable);
     delete byKey;
     QVERIFY(watched.isNull());
 }

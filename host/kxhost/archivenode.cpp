@@ -1,5 +1,7 @@
 #include <kxhost/archivenode.h>
 
+#include "journalscope_p.h"
+
 #include <kxhost/kxdbentry_cc.h>
 #include <kxhost/kxkey_cc.h>
 #include <kxhost/kxpacketable.h>
@@ -14,8 +16,8 @@ const char* packetName(const KXPacketable& packet)
     if (packet.name)
         return packet.name;
     if (const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet)) {
-        if (entry->dbentry)
-            return entry->dbentry->name;
+        if (entry->getEntry())
+            return entry->getEntry()->name;
     }
     return nullptr;
 }
@@ -90,6 +92,7 @@ ArchiveNode* ArchiveNode::getChild(std::size_t index) const
 
 ArchiveNode* ArchiveNode::findNode(KXDB_REFERENCE const* reference) const
 {
+    const kxhost::JournalScope journal(nullptr, "findNode", [&] { return kxhost::journalArguments(reference); });
     if (!reference)
         return nullptr;
     const bool byKey = KXKEY_CC::isValid(reference->key);

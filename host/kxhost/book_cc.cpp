@@ -1,5 +1,7 @@
 #include <kxhost/book_cc.h>
 
+#include "journalscope_p.h"
+
 #include "kxitem_p.h"
 #include "kxrecords_p.h"
 
@@ -29,6 +31,7 @@ BOOK_CC& BOOK_CC::operator=(const BOOK_CC& other)
 void BOOK_CC::setData(unsigned char* data)
 {
     auto* book = reinterpret_cast<KXBOOK*>(data);
+    const kxhost::JournalScope journal(this, "setData", [&] { return kxhost::journalArguments(static_cast<const KXBOOK*>(book)); });
     if (book != m_book) {
         kxhost::freeBook(m_book);
         m_book = book;

@@ -1,5 +1,7 @@
 #include <kxhost/iccprofiledata_cc.h>
 
+#include "journalscope_p.h"
+
 #include "kxcommserver_p.h"
 #include "kxitem_p.h"
 
@@ -10,6 +12,7 @@ ICCPROFILEDATA_CC::ICCPROFILEDATA_CC()
 
 void ICCPROFILEDATA_CC::load(std::string& host, unsigned short port)
 {
+    const kxhost::JournalScope journal(this, "load", [&] { return kxhost::journalArguments(host, static_cast<unsigned int>(port)); });
     const char* profileName = name ? name : getText(0x1);
     if (!profileName || item().storageClass != PDT_ICCPROFILE)
         return;

@@ -1,5 +1,7 @@
 #include <kxhost/kxcommserver.h>
 
+#include "journalscope_p.h"
+
 #include "kxcommserver_p.h"
 #include "kxrecords_p.h"
 
@@ -57,6 +59,7 @@ KXCommServerPrivate::KXCommServerPrivate()
 
 KXCommServerPrivate::~KXCommServerPrivate()
 {
+    const kxhost::JournalScope quiet{kxhost::JournalScope::Quiet{}};
     for (Database& database : outputs) {
         KXPacketFreeItem(database.entry, PDT_DBENTRY);
         KXPacketFreeList(database.jobs, PDT_JOB);
@@ -174,6 +177,7 @@ std::unique_ptr<KXCommServer> KXCommServer::openData(const std::string& json,
                                                      const std::string& sourceName,
                                                      std::string* error)
 {
+    const kxhost::JournalScope quiet{kxhost::JournalScope::Quiet{}}; // loading is not a call into the host
     auto data = std::make_unique<KXCommServerPrivate>();
     std::string problem;
     if (!kxhost::loadDataset(json, *data, problem)) {
@@ -194,16 +198,19 @@ std::string KXCommServer::getSourceName() const
 
 std::string KXCommServer::getConnectedHostname() const
 {
+    const kxhost::JournalScope journal(nullptr, "getConnectedHostname");
     return d->host;
 }
 
 unsigned short KXCommServer::getConnectedPortnum() const
 {
+    const kxhost::JournalScope journal(nullptr, "getConnectedPortnum");
     return d->port;
 }
 
 KXDBENTRY* KXCommServer::getDBList(KXLPCOMMANDS& command, BM_MESSAGE_ID& message, PACKETDATATYPES type)
 {
+    const kxhost::JournalScope journal(nullptr, "getDBList", [&] { return kxhost::journalArguments(static_cast<unsigned int>(type)); });
     ++d->counts["getDBList"];
     d->nextMessage(command, message);
     command.command = KXCMD_GETDBLIST;
@@ -235,12 +242,14 @@ KXDBENTRY* KXCommServer::getDBList(KXLPCOMMANDS& command, BM_MESSAGE_ID& message
 
 bool KXCommServer::iserror(KXLPCOMMANDS& command)
 {
+    const kxhost::JournalScope journal(nullptr, "iserror");
     ++d->counts["iserror"];
     return command.status != StatusOk;
 }
 
 int KXCommServer::getidfromkxkey(const KXKEY_ELEMENT& key)
 {
+    const kxhost::JournalScope journal(nullptr, "getidfromkxkey", [&] { return kxhost::journalArguments(key); });
     ++d->counts["getidfromkxkey"];
     const KXCommServerPrivate::Database* database = d->findDatabase(key);
     return database ? database->entry->id : 0;
@@ -249,6 +258,7 @@ int KXCommServer::getidfromkxkey(const KXKEY_ELEMENT& key)
 KXJOB* KXCommServer::getJobqueue(KXLPCOMMANDS& command, BM_MESSAGE_ID& message, KXQUEUE queue,
                                  SORTTYPE sortType, SORTORDER order, int dbId)
 {
+    const kxhost::JournalScope journal(nullptr, "getJobqueue", [&] { return kxhost::journalArguments(static_cast<int>(queue), static_cast<int>(sortType), static_cast<int>(order), dbId); });
     ++d->counts["getJobqueue"];
     d->nextMessage(command, message);
     command.command = KXCMD_GETJOBQUEUE;
@@ -266,6 +276,7 @@ KXJOB* KXCommServer::getJobqueue(KXLPCOMMANDS& command, BM_MESSAGE_ID& message, 
 KXBOOK* KXCommServer::getBooks(KXLPCOMMANDS& command, BM_MESSAGE_ID& message, SORTTYPE sortType,
                                SORTORDER order, const KXKEY_ELEMENT& dbKey)
 {
+    const kxhost::JournalScope journal(nullptr, "getBooks", [&] { return kxhost::journalArguments(static_cast<int>(sortType), static_cast<int>(order), dbKey); });
     ++d->counts["getBooks"];
     d->nextMessage(command, message);
     command.command = KXCMD_GETBOOKS;

@@ -20,10 +20,14 @@ public:
     void setData(unsigned char* data) override;
 
     /// The attached record, owned by the packet; null when none. After fromPacket it is a new
-    /// record built from the elements (named after element 1).
-    KXDBENTRY* dbentry;
+    /// record built from the elements (named after element 1). Its key is the packet's `key`
+    /// as it stands, also when that was written after the record was made.
+    const KXDBENTRY* getEntry() const;
 
 protected:
     void copyFrom(const KXPacketable& other) override;
     void packetParsed() override;
+
+private:
+    KXDBENTRY* m_entry;
 };

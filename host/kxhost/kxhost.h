@@ -1,6 +1,7 @@
 #pragma once
 // Umbrella header of the host stand-in library: every public header.
 #include <kxhost/kxhost_export.h>
+#include <kxhost/calljournal.h>
 #include <kxhost/kxtypes.h>
 #include <kxhost/kxrecords.h>
 #include <kxhost/kxlib.h>

@@ -1,5 +1,7 @@
 #include "kxitem_p.h"
 
+#include "journalscope_p.h"
+
 #include <kxhost/kxlib.h>
 #include <kxhost/kxpacketable.h>
 
@@ -649,6 +651,9 @@ bool parseText(const char* text, std::size_t length, unsigned int storageClass, 
                 return fail("an item must be inside a list");
             if (!KXGetSystemStorageClassConv(itemClass))
                 return fail("storage class " + hex(itemClass) + " has no text form");
+            if (itemClass != PDT_SECTION)
+                return fail("item of class " + hex(itemClass) + " in a list, where lists hold sections (class "
+                            + hex(PDT_SECTION) + ')');
             if (static_cast<int>(stack.size()) >= KXPacketable::MaxNesting)
                 return fail("nesting deeper than " + std::to_string(KXPacketable::MaxNesting) + " levels");
             List* list = stack.back().list;
@@ -663,6 +668,10 @@ bool parseText(const char* text, std::size_t length, unsigned int storageClass, 
                 return fail("expected a hexadecimal count, found \"" + value + '"');
             if (!stack.back().item)
                 return fail("a list must be inside an item");
+            // Only letters and jobs hold lists (of sections).
+            const unsigned int holder = stack.back().item->storageClass;
+            if (holder != PDT_LETTER && holder != PDT_JOB)
+                return fail("a list in an item of class " + hex(holder) + ", which holds no lists");
             if (static_cast<int>(stack.size()) >= KXPacketable::MaxNesting)
                 return fail("nesting deeper than " + std::to_string(KXPacketable::MaxNesting) + " levels");
             Item* item = stack.back().item;
@@ -727,6 +736,7 @@ bool writeText(const Item& item, std::string& out, std::string& error)
 
 CONVERTSTRUCTELEMENTINFO* KXGetSystemStorageClassConv(unsigned int storageClass)
 {
+    const kxhost::JournalScope journal(nullptr, "KXGetSystemStorageClassConv", [&] { return kxhost::journalArguments(storageClass); });
     static kxhost::Table section(kxhost::sectionRows);
     static kxhost::Table dbentry(kxhost::dbentryRows);
     static kxhost::Table job(kxhost::jobRows);
@@ -753,5 +763,6 @@ CONVERTSTRUCTELEMENTINFO* KXGetSystemStorageClassConv(unsigned int storageClass)
 
 void KX_free(void* buffer)
 {
+    const kxhost::JournalScope journal(nullptr, "KX_free", [&] { return kxhost::journalArguments(buffer ? "buffer" : "null"); });
     std::free(buffer);
 }

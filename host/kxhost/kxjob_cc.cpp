@@ -1,5 +1,7 @@
 #include <kxhost/kxjob_cc.h>
 
+#include "journalscope_p.h"
+
 #include "kxitem_p.h"
 #include "kxrecords_p.h"
 
@@ -29,6 +31,7 @@ KXJOB_CC& KXJOB_CC::operator=(const KXJOB_CC& other)
 void KXJOB_CC::setData(unsigned char* data)
 {
     auto* job = reinterpret_cast<KXJOB*>(data);
+    const kxhost::JournalScope journal(this, "setData", [&] { return kxhost::journalArguments(static_cast<const KXJOB*>(job)); });
     if (job != m_job) {
         kxhost::freeJob(m_job);
         m_job = job;
@@ -48,11 +51,13 @@ const KXJOB* KXJOB_CC::getJob() const
 
 int KXJOB_CC::pageNumber(const KXJOB* job)
 {
+    const kxhost::JournalScope journal(nullptr, "pageNumber", [&] { return kxhost::journalArguments(job); });
     return job ? job->pageNumber : 0;
 }
 
 void KXJOB_CC::trimLists(KXJOB* job)
 {
+    const kxhost::JournalScope journal(nullptr, "trimLists", [&] { return kxhost::journalArguments(static_cast<const KXJOB*>(job)); });
     if (!job)
         return;
     kxhost::freeSections(job->history);

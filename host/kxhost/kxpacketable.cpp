@@ -1,5 +1,7 @@
 #include <kxhost/kxpacketable.h>
 
+#include "journalscope_p.h"
+
 #include "kxitem_p.h"
 #include "kxrecords_p.h"
 
@@ -15,7 +17,7 @@ using kxhost::ValueKind;
 
 KXPacketable::KXPacketable(PACKETDATATYPES type)
     : datatype(type)
-    , key(KXKEY_CC::getNullKey())
+    , key(KXKEY_ELEMENT{0, 0})
     , name(nullptr)
     , m_item(new Item)
 {
@@ -37,6 +39,7 @@ KXPacketable::~KXPacketable()
 
 KXPacketable& KXPacketable::operator=(const KXPacketable& other)
 {
+    const kxhost::JournalScope journal(this, "operator=", [&] { return kxhost::journalArguments(&other); });
     if (this != &other)
         copyFrom(other);
     return *this;
@@ -44,6 +47,7 @@ KXPacketable& KXPacketable::operator=(const KXPacketable& other)
 
 char* KXPacketable::toPacket(unsigned int& length) const
 {
+    const kxhost::JournalScope journal(this, "toPacket", [&] { return kxhost::journalArguments(length); });
     length = 0;
     m_lastError.clear();
     if (datatype == PDT_OPAQUE || !KXGetSystemStorageClassConv(datatype)) {
@@ -63,8 +67,9 @@ char* KXPacketable::toPacket(unsigned int& length) const
     return buffer;
 }
 
-bool KXPacketable::fromPacket(char* text, unsigned int length, bool, bool)
+bool KXPacketable::fromPacket(char* text, unsigned int length, bool first, bool second)
 {
+    const kxhost::JournalScope journal(this, "fromPacket", [&] { return kxhost::journalArguments(length, first, second); });
     m_lastError.clear();
     if (datatype == PDT_OPAQUE || !KXGetSystemStorageClassConv(datatype)) {
         m_lastError = "data type " + std::to_string(static_cast<unsigned int>(datatype)) + " has no text form";
@@ -85,18 +90,21 @@ const char* KXPacketable::lastError() const
 
 void KXPacketable::setName(const char* newName)
 {
+    const kxhost::JournalScope journal(this, "setName", [&] { return kxhost::journalArguments(newName); });
     char* copy = kxhost::copyString(newName);
     std::free(name);
     name = copy;
 }
 
-void KXPacketable::setData(unsigned char*)
+void KXPacketable::setData(unsigned char* data)
 {
+    const kxhost::JournalScope journal(this, "setData", [&] { return kxhost::journalArguments(data ? "record" : "null"); });
     // Generic packets hold no record; the caller keeps what it passed (deliberate).
 }
 
 KXDB_REFERENCE* KXPacketable::getReferences() const
 {
+    const kxhost::JournalScope journal(this, "getReferences");
     KXDB_REFERENCE* head = nullptr;
     KXDB_REFERENCE** tail = &head;
     for (const Value& value : m_item->values) {

@@ -20,7 +20,8 @@ struct Item;
 class KXHOST_EXPORT KXPacketable
 {
 public:
-    /// Deepest nesting of items and lists that fromPacket accepts.
+    /// Deepest nesting of items and lists that the text form may have; the data model stays
+    /// well within it (a packet's item, its lists, the sections in them).
     static constexpr int MaxNesting = 256;
 
     /// An empty packet of data type @p type (no name, null key, an empty item).

@@ -1,4 +1,6 @@
 #include "kxitem_p.h"
+
+#include "journalscope_p.h"
 #include "kxrecords_p.h"
 
 #include <kxhost/kxkey_cc.h>
@@ -276,72 +278,85 @@ using namespace kxhost;
 
 void AddListList(KXDBENTRY*& head, KXDBENTRY* list)
 {
+    const kxhost::JournalScope journal(nullptr, "AddListList", [&] { return kxhost::journalArguments(head, list); });
     appendList(head, list);
 }
 
 void AddListList(KXJOB*& head, KXJOB* list)
 {
+    const kxhost::JournalScope journal(nullptr, "AddListList", [&] { return kxhost::journalArguments(head, list); });
     appendList(head, list);
 }
 
 void AddListList(KXBOOK*& head, KXBOOK* list)
 {
+    const kxhost::JournalScope journal(nullptr, "AddListList", [&] { return kxhost::journalArguments(head, list); });
     appendList(head, list);
 }
 
 void RemoveItemFromList(KXDBENTRY*& head, KXDBENTRY* item)
 {
+    const kxhost::JournalScope journal(nullptr, "RemoveItemFromList", [&] { return kxhost::journalArguments(head, item); });
     removeItem(head, item);
 }
 
 void RemoveItemFromList(KXJOB*& head, KXJOB* item)
 {
+    const kxhost::JournalScope journal(nullptr, "RemoveItemFromList", [&] { return kxhost::journalArguments(head, item); });
     removeItem(head, item);
 }
 
 void RemoveItemFromList(KXBOOK*& head, KXBOOK* item)
 {
+    const kxhost::JournalScope journal(nullptr, "RemoveItemFromList", [&] { return kxhost::journalArguments(head, item); });
     removeItem(head, item);
 }
 
 void KXPacketFreeItem(KXDBENTRY* item, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeItem", [&] { return kxhost::journalArguments(item, dataType); });
     checkType("KXPacketFreeItem", "database entry", dataType, PDT_DBENTRY);
     freeDBEntry(item);
 }
 
 void KXPacketFreeItem(KXJOB* item, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeItem", [&] { return kxhost::journalArguments(item, dataType); });
     checkType("KXPacketFreeItem", "job", dataType, PDT_JOB);
     freeJob(item);
 }
 
 void KXPacketFreeItem(KXBOOK* item, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeItem", [&] { return kxhost::journalArguments(item, dataType); });
     checkType("KXPacketFreeItem", "book", dataType, PDT_BOOK);
     freeBook(item);
 }
 
 void KXPacketFreeList(KXDBENTRY*& head, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeList", [&] { return kxhost::journalArguments(head, dataType); });
     checkType("KXPacketFreeList", "database entry", dataType, PDT_DBENTRY);
     freeList(head, freeDBEntry);
 }
 
 void KXPacketFreeList(KXJOB*& head, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeList", [&] { return kxhost::journalArguments(head, dataType); });
     checkType("KXPacketFreeList", "job", dataType, PDT_JOB);
     freeList(head, freeJob);
 }
 
 void KXPacketFreeList(KXBOOK*& head, unsigned int dataType)
 {
+    const kxhost::JournalScope journal(nullptr, "KXPacketFreeList", [&] { return kxhost::journalArguments(head, dataType); });
     checkType("KXPacketFreeList", "book", dataType, PDT_BOOK);
     freeList(head, freeBook);
 }
 
 void KXFreeReferences(KXDB_REFERENCE* chain)
 {
+    const kxhost::JournalScope journal(nullptr, "KXFreeReferences", [&] { return kxhost::journalArguments(chain); });
     freeList(chain, [](KXDB_REFERENCE* reference) {
         std::free(reference->name);
         std::free(reference);

@@ -1,5 +1,7 @@
 #include <kxhost/packetableutil.h>
 
+#include "journalscope_p.h"
+
 #include <kxhost/book_cc.h>
 #include <kxhost/iccprofiledata_cc.h>
 #include <kxhost/kxdbentry_cc.h>
@@ -8,6 +10,7 @@
 
 KXPacketable* PacketableUtil::getPacketable(PACKETDATATYPES type)
 {
+    const kxhost::JournalScope journal(nullptr, "getPacketable", [&] { return kxhost::journalArguments(static_cast<unsigned int>(type)); });
     switch (type) {
     case PDT_SECTION:
     case PDT_OPAQUE:

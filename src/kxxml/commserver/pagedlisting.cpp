@@ -5,28 +5,25 @@
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/ui/xmlaction.h>
 
-#include <map>
-
 namespace {
 
 enum RequestCode { ListOutputs = 1000, ListPublications = 1001, ListBooks = 1002, ListJobs = 1003 };
 
-// Unlinks every record of @p list, in order, into @p out (unlinking the head is O(1)).
 template <typename Record>
-void takeAll(Record*& list, std::vector<Record*>& out)
+size_t lengthOf(const Record* list)
 {
-    while (Record* record = list) {
-        RemoveItemFromList(list, record);
-        out.push_back(record);
-    }
+    size_t length = 0;
+    for (; list; list = list->next)
+        ++length;
+    return length;
 }
 
-template <typename Record>
-void freeFrom(std::vector<Record*>& records, size_t first, unsigned int freeType)
+QList<KXKEY_ELEMENT*> pointersTo(QList<KXKEY_ELEMENT>& keys)
 {
-    for (size_t i = first; i < records.size(); ++i)
-        KXPacketFreeItem(records[i], freeType);
-    records.clear();
+    QList<KXKEY_ELEMENT*> pointers;
+    for (KXKEY_ELEMENT& key : keys)
+        pointers.append(&key);
+    return pointers;
 }
 
 } // namespace
@@ -50,9 +47,13 @@ PagedListing::PagedListing(const XMLCommServer& s, int requestCode, int destinat
 
 PagedListing::~PagedListing()
 {
-    freeFrom(entries, next, PDT_DBENTRY);
-    freeFrom(jobs, next, PDT_JOB);
-    freeFrom(books, next, PDT_BOOK);
+    // A listing stopped half way: what was never sent goes back as a whole.
+    if (entries)
+        KXPacketFreeList(entries, PDT_DBENTRY);
+    if (jobs)
+        KXPacketFreeList(jobs, PDT_JOB);
+    if (books)
+        KXPacketFreeList(books, PDT_BOOK);
 }
 
 bool PagedListing::isListRequest(int code)
@@ -76,85 +77,44 @@ void PagedListing::gather()
         return;
     gathered = true;
     switch (code) {
-    case ListOutputs: {
-        KXDBENTRY* list = server.getDBList(PDT_OUTPUTDB);
-        takeAll(list, entries);
-        packetable.reset(PacketableUtil::getPacketable(PDT_DBENTRY));
+    case ListOutputs:
+        entries = server.getDBList(PDT_OUTPUTDB);
+        total = lengthOf(entries);
+        if (entries)
+            packetable.reset(PacketableUtil::getPacketable(PDT_DBENTRY));
         break;
-    }
     case ListJobs:
-    case ListPublications:
-        gatherJobs();
+        jobs = server.gatherJobs(pointersTo(keys));
+        sendsWhenEmpty = true; // the job list is answered even when empty
+        for (const KXJOB* job = jobs; job; job = job->next) {
+            if (!excludePublications || !job->publicationName)
+                ++total;
+        }
         packetable = std::make_unique<KXJOB_CC>();
         break;
-    case ListBooks: {
-        QList<KXKEY_ELEMENT*> pointers;
-        for (KXKEY_ELEMENT& key : keys)
-            pointers.append(&key);
-        KXBOOK* list = server.gatherBooks(pointers);
-        takeAll(list, books);
+    case ListPublications:
+        jobs = server.gatherJobs(pointersTo(keys));
+        sendsWhenEmpty = jobs != nullptr; // jobs but no publication: one empty reply
+        // One job per publication over the whole listing, not per page.
+        chosen = XMLCommServer::choosePublications(jobs);
+        total = chosen.size();
+        packetable = std::make_unique<KXJOB_CC>();
+        break;
+    case ListBooks:
+        books = server.gatherBooks(pointersTo(keys));
+        total = lengthOf(books);
         packetable = std::make_unique<BOOK_CC>();
         break;
-    }
     default:
         break;
     }
-}
-
-void PagedListing::gatherJobs()
-{
-    QList<KXKEY_ELEMENT*> pointers;
-    for (KXKEY_ELEMENT& key : keys)
-        pointers.append(&key);
-    KXJOB* list = server.gatherJobs(pointers);
-    if (code == ListPublications) {
-        sendsWhenEmpty = list != nullptr; // jobs but no publication: one empty reply
-        choosePublications(list);
-        return;
-    }
-    sendsWhenEmpty = true; // the job list is answered even when empty
-    while (KXJOB* job = list) {
-        RemoveItemFromList(list, job);
-        if (excludePublications && job->publicationName)
-            KXPacketFreeItem(job, PDT_JOB);
-        else
-            jobs.push_back(job);
-    }
-}
-
-// One job per publication over the whole listing, not per page: the smallest page number
-// wins, the first met on a tie; publications in ascending number. The rest is freed now.
-void PagedListing::choosePublications(KXJOB* list)
-{
-    std::vector<KXJOB*> all;
-    takeAll(list, all);
-    std::map<unsigned int, size_t> chosen; // publication number -> index in all
-    for (size_t i = 0; i < all.size(); ++i) {
-        const KXJOB* job = all[i];
-        if (!job->publicationName)
-            continue;
-        auto [it, inserted] = chosen.try_emplace(job->publicationNumber, i);
-        if (!inserted && KXJOB_CC::pageNumber(job) < KXJOB_CC::pageNumber(all[it->second]))
-            it->second = i;
-    }
-    for (const auto& entry : chosen) {
-        jobs.push_back(all[entry.second]);
-        all[entry.second] = nullptr;
-    }
-    for (KXJOB* job : all) {
-        if (job)
-            KXPacketFreeItem(job, PDT_JOB);
-    }
+    if (total == 0 && !sendsWhenEmpty)
+        finish(); // silent: no page at all
 }
 
 bool PagedListing::isFinished() const
 {
-    if (!gathered)
-        return false;
-    const size_t total = entries.size() + jobs.size() + books.size();
-    if (total == 0)
-        return pagesSent > 0 || !sendsWhenEmpty;
-    return next >= total;
+    return gathered && finished;
 }
 
 XMLPacket* PagedListing::buildPage(int records)
@@ -166,40 +126,85 @@ XMLPacket* PagedListing::buildPage(int records)
         current.reset(server.getXMLPacket(replyTo));
         currentFill = 0;
     }
-    const size_t total = entries.size() + jobs.size() + books.size();
     for (int n = 0; n < records && currentFill < pageSize && next < total; ++n, ++currentFill)
         appendRecord(*current);
     if (currentFill < pageSize && next < total)
         return nullptr;
-    current->setPage(++pagesSent, next < total);
+    const bool more = next < total;
+    if (!more)
+        finish();
+    current->setPage(++pagesSent, more);
     return current.release();
 }
 
 // Moves the next record into @p page as one packetable, the way the single reply does.
 void PagedListing::appendRecord(XMLPacket& page)
 {
-    const size_t i = next++;
+    ++next;
     switch (code) {
-    case ListOutputs:
-        packetable->setData(reinterpret_cast<unsigned char*>(entries[i])); // adopted
+    case ListOutputs: {
+        KXDBENTRY* entry = entries;
+        RemoveItemFromList(entries, entry);
+        packetable->setData(reinterpret_cast<unsigned char*>(entry)); // adopted
         page.append(*packetable, false);
-        break;
-    case ListJobs:
-    case ListPublications: {
-        KXJOB* job = jobs[i];
-        packetable->setName(code == ListJobs ? job->name : job->publicationName);
-        KXJOB_CC::trimLists(job);
-        packetable->setData(reinterpret_cast<unsigned char*>(job)); // adopted
-        if (code == ListJobs)
-            page.appendV(*packetable, false);
-        else
-            page.append(*packetable, false);
         break;
     }
-    case ListBooks:
-        packetable->setName(books[i]->name);
-        packetable->setData(reinterpret_cast<unsigned char*>(books[i])); // adopted
+    case ListJobs:
+        while (KXJOB* job = jobs) {
+            RemoveItemFromList(jobs, job);
+            if (excludePublications && job->publicationName) {
+                KXPacketFreeItem(job, PDT_JOB);
+                continue;
+            }
+            packetable->setName(job->name);
+            KXJOB_CC::trimLists(job);
+            packetable->setData(reinterpret_cast<unsigned char*>(job)); // adopted
+            page.appendV(*packetable, false);
+            break;
+        }
+        break;
+    case ListPublications: {
+        KXJOB* job = chosen[next - 1];
+        RemoveItemFromList(jobs, job);
+        packetable->setName(job->publicationName);
+        KXJOB_CC::trimLists(job);
+        packetable->setData(reinterpret_cast<unsigned char*>(job)); // adopted
         page.append(*packetable, false);
+        break;
+    }
+    case ListBooks: {
+        KXBOOK* book = books;
+        RemoveItemFromList(books, book);
+        packetable->setName(book->name);
+        packetable->setData(reinterpret_cast<unsigned char*>(book)); // adopted
+        page.append(*packetable, false);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+// After the last record: what the single reply frees once it has sent its reply.
+void PagedListing::finish()
+{
+    finished = true;
+    switch (code) {
+    case ListJobs:
+        // Jobs left out after the last one listed.
+        while (KXJOB* job = jobs) {
+            RemoveItemFromList(jobs, job);
+            KXPacketFreeItem(job, PDT_JOB);
+        }
+        KXPacketFreeList(jobs, PDT_JOB);
+        break;
+    case ListPublications:
+        if (sendsWhenEmpty)
+            KXPacketFreeList(jobs, PDT_JOB); // the jobs not chosen
+        break;
+    case ListBooks:
+        if (total != 0)
+            KXPacketFreeList(books, PDT_BOOK);
         break;
     default:
         break;

@@ -17,9 +17,10 @@ class XMLPacket;
 ///
 /// The host is queried once per listing, by gather(): the host has no cursor, so a query per
 /// page would copy every record again for each page (quadratic time) and could list a job
-/// twice or never when the queue changes in between. Records are small beside their XML; each
-/// is freed, or adopted by the packetable that carries it, as its page is built, and the
-/// destructor frees the ones never sent with their free types (8, 21, 86).
+/// twice or never when the queue changes in between. The records stay in the host's list and
+/// are unlinked, freed or adopted by the packetable that carries them one at a time as the
+/// pages are built, so that the host sees the calls of the single reply in the same order;
+/// the destructor frees the ones never sent with their free types (8, 21, 86).
 class PagedListing
 {
 public:
@@ -53,8 +54,7 @@ public:
 
 private:
     void appendRecord(XMLPacket& page);
-    void gatherJobs();
-    void choosePublications(KXJOB* jobs);
+    void finish();
 
     const XMLCommServer& server;
     int code;
@@ -64,13 +64,16 @@ private:
     QList<KXKEY_ELEMENT> keys;
 
     bool gathered = false;
+    bool finished = false; ///< the last page is built and the host's lists are freed
     bool sendsWhenEmpty = false;
     int pagesSent = 0;
-    // The records to send, in reply order; next indexes the first one not yet sent.
-    std::vector<KXDBENTRY*> entries;
-    std::vector<KXJOB*> jobs;
-    std::vector<KXBOOK*> books;
-    size_t next = 0;
+    // The host's lists of the records still to send (and, for jobs, to leave out).
+    KXDBENTRY* entries = nullptr;
+    KXJOB* jobs = nullptr;
+    KXBOOK* books = nullptr;
+    std::vector<KXJOB*> chosen; ///< publications: the job of each, still linked in `jobs`
+    size_t total = 0; ///< records the listing sends
+    size_t next = 0;  ///< records sent so far
     std::unique_ptr<XMLPacket> current; ///< the page being built
     int currentFill = 0;
     std::unique_ptr<KXPacketable> packetable; ///< carries one record at a time into a page

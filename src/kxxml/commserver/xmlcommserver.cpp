@@ -110,7 +110,8 @@ KXDBENTRY* XMLCommServer::getDBList(PACKETDATATYPES type) const
     BM_MESSAGE_ID message{};
     KXDBENTRY* entries = server->getDBList(command, message, type);
     if (server->iserror(command)) {
-        KXPacketFreeList(entries, PDT_DBENTRY);
+        if (entries) // a list that comes with an error is not used, but not leaked either
+            KXPacketFreeList(entries, PDT_DBENTRY);
         return nullptr;
     }
     return entries;
@@ -196,19 +197,10 @@ void XMLCommServer::sendPublications(int destination, XMLAction* action) const
     if (!jobs)
         return;
 
-    std::map<unsigned int, KXJOB*> chosen; // by publication number, ascending
-    for (KXJOB* job = jobs; job; job = job->next) {
-        if (!job->publicationName)
-            continue;
-        auto [it, inserted] = chosen.try_emplace(job->publicationNumber, job);
-        // A later job wins only with a strictly smaller page number: ties keep the first.
-        if (!inserted && KXJOB_CC::pageNumber(job) < KXJOB_CC::pageNumber(it->second))
-            it->second = job;
-    }
-
+    const std::vector<KXJOB*> chosen = choosePublications(jobs);
     XMLPacket* reply = getXMLPacket(destination);
     KXJOB_CC packetable;
-    for (const auto& [number, job] : chosen) {
+    for (KXJOB* job : chosen) {
         RemoveItemFromList(jobs, job);
         packetable.setName(job->publicationName);
         KXJOB_CC::trimLists(job);
@@ -238,6 +230,28 @@ void XMLCommServer::sendBooks(int destination, XMLAction* action) const
     }
     deliver(reply);
     KXPacketFreeList(books, PDT_BOOK);
+}
+
+std::vector<KXJOB*> XMLCommServer::choosePublications(KXJOB* jobs)
+{
+    std::map<unsigned int, KXJOB*> chosen; // by publication number, ascending
+    for (KXJOB* job = jobs; job; job = job->next) {
+        if (!job->publicationName)
+            continue;
+        auto [it, inserted] = chosen.try_emplace(job->publicationNumber, job);
+        if (inserted)
+            continue;
+        // A later job wins only with a strictly smaller page number: ties keep the first.
+        // The new job's page number is asked first, the way the host sees the comparison.
+        const int page = KXJOB_CC::pageNumber(job);
+        if (page < KXJOB_CC::pageNumber(it->second))
+            it->second = job;
+    }
+    std::vector<KXJOB*> result;
+    result.reserve(chosen.size());
+    for (const auto& entry : chosen)
+        result.push_back(entry.second);
+    return result;
 }
 
 KXJOB* XMLCommServer::gatherJobs(const QList<KXKEY_ELEMENT*>& keys) const

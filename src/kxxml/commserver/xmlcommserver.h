@@ -6,6 +6,7 @@
 #include <QList>
 
 #include <memory>
+#include <vector>
 
 class PagedListing;
 class ReplyPager;
@@ -72,6 +73,9 @@ private:
     friend class PagedListing;
     friend class ReplyPager;
 
+    /// The job to list for each publication of @p jobs, in ascending publication number; the
+    /// jobs stay in the list.
+    static std::vector<KXJOB*> choosePublications(KXJOB* jobs);
     KXJOB* gatherJobs(const QList<KXKEY_ELEMENT*>& keys) const;
     KXBOOK* gatherBooks(const QList<KXKEY_ELEMENT*>& keys) const;
     void deliver(XMLPacket* reply) const;

@@ -66,7 +66,7 @@ void XMLRouter::add(XMLAgent* agent)
 {
     if (!agent)
         return;
-    agent->setAgentID(++lastAgentID);
+    agent->setAgentID(getNextAgentID());
     agent->setRouter(this);
     agents[agent->getAgentID()] = agent;
     if (!observers.isEmpty()) {
@@ -96,7 +96,9 @@ bool XMLRouter::contains(int agentID) const
 
 int XMLRouter::getNextAgentID()
 {
-    return ++lastAgentID;
+    // Counted in unsigned arithmetic, so that going past INT_MAX wraps (to INT_MIN) instead of overflowing.
+    lastAgentID = static_cast<int>(static_cast<unsigned int>(lastAgentID) + 1u);
+    return lastAgentID;
 }
 
 int XMLRouter::findAgentOfType(int type) const
@@ -164,8 +166,8 @@ void XMLRouter::notifyAgentRemovals(int agentID)
 
 void XMLRouter::send(XMLPacket* packet)
 {
-    if (!packet)
-        return;
+    if (!packet || (!queue.isEmpty() && queue.last() == packet))
+        return; // the very packet just queued: it is there already
     const int source = packet->getSourceAgentID();
     if (!contains(source)) {
         if (!observers.isEmpty())

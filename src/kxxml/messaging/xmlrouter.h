@@ -69,7 +69,8 @@ public:
     /// in ascending id order.
     void notifyAgentRemovals(int agentID);
     /// Queues @p packet for delivery and takes it over. Packets from unregistered sources,
-    /// and a repetition of the last queued packet, are discarded.
+    /// and a repetition of the last queued packet, are discarded. Sending the very packet
+    /// that was queued last once more does nothing: it is queued already.
     void send(XMLPacket* packet);
 
     /// @name Observers

@@ -2,33 +2,46 @@
 
 #include "xmlpacketable.h"
 
+#include <QDomDocument>
 #include <QList>
 
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
+#include <vector>
 
 namespace {
 
+using ReferenceChain = std::unique_ptr<KXDB_REFERENCE, void (*)(KXDB_REFERENCE*)>;
+
+// The references of @p packetable's cached packet as it stands: a packetable without one
+// refers to nothing (it is not rebuilt for the purpose).
+ReferenceChain referencesOf(const KXPacketable* cached)
+{
+    return ReferenceChain(cached ? cached->getReferences() : nullptr, &KXFreeReferences);
+}
+
 // The data elements of @p root's packet item that refer to @p packet: by key when its key is
-// valid, else by name; none for an invalid key without a name.
-QList<QDomElement> referringElements(const QDomElement& root, const KXPacketable& packet)
+// valid, else by name.
+QList<QDomElement> referringElements(const XMLPacketable& packetable, const QDomElement& root,
+                                     const KXPacketable& packet)
 {
     QList<QDomElement> found;
     const KXKEY_ELEMENT key = packet.key;
-    const bool byKey = KXKEY_CC::isValid(key);
     const QString name = packet.name ? QString::fromUtf8(packet.name) : QString();
-    if (!byKey && name.isEmpty())
+    const bool byKey = KXKEY_CC::isValid(key);
+    if ((key.key == 0 || key.hkey == 0) && name.isEmpty())
         return found;
 
-    const PACKETDATATYPES dataType = XMLPacketable::getType(root);
+    const PACKETDATATYPES dataType = packetable.getType();
     for (QDomElement item = root.firstChildElement(XMLPacketable::ITEM); !item.isNull();
          item = item.nextSiblingElement(XMLPacketable::ITEM)) {
         if (XMLPacketable::getType(item) != dataType)
             continue;
         for (QDomElement e = item.firstChildElement(); !e.isNull(); e = e.nextSiblingElement()) {
             const bool matches = byKey
-                    ? e.hasAttribute(XMLPacketable::KEY) && e.hasAttribute(XMLPacketable::HKEY)
+                    ? e.hasAttribute(XMLPacketable::HKEY) && e.hasAttribute(XMLPacketable::KEY)
                               && XMLObject::getAttributeUInt(e, XMLPacketable::HKEY, 16) == key.hkey
                               && XMLObject::getAttributeUInt(e, XMLPacketable::KEY, 16) == key.key
                     : XMLObject::getAttribute(e, XMLPacketable::VALUE) == name;
@@ -41,9 +54,51 @@ QList<QDomElement> referringElements(const QDomElement& root, const KXPacketable
 
 } // namespace
 
+// One packetable whose references are being inlined: where the recursive description would
+// have a call of its own.
+struct ArchiveInliner::Frame
+{
+    const XMLPacketable* packetable;        // whose cached packet lists the references
+    std::unique_ptr<XMLPacketable> owned;   // the temporary; null for the starting packetable
+    QDomElement root;                       // where its references go: the starting root, or
+                                            // the temporary's copy in the starting document
+    QDomElement attachTo;                   // the element the copy joins when it is complete
+    const ArchiveNode* node = nullptr;      // filled from (null when unknown); references are
+                                            // looked up from here
+    ReferenceChain chain{nullptr, &KXFreeReferences};
+    const KXDB_REFERENCE* nextReference = nullptr;
+    const ArchiveNode* referred = nullptr;  // the node being inlined now
+    QList<QDomElement> matches;             // its referring elements, in document order
+    qsizetype nextMatch = 0;
+};
+
 ArchiveInliner::ArchiveInliner(KXCommServer& server)
     : m_server(server)
 {
+}
+
+void ArchiveInliner::fillFrom(XMLPacketable& packetable, const ArchiveNode& node) const
+{
+    fill(packetable, node);
+    Frame start;
+    start.packetable = &packetable;
+    start.root = packetable.getNodeConst();
+    start.node = &node;
+    start.chain = referencesOf(packetable.m_packet.get());
+    start.nextReference = start.chain.get();
+    run(std::move(start));
+}
+
+void ArchiveInliner::insertInto(XMLPacketable& packetable, const ArchiveNode& node) const
+{
+    if (!packetable.m_packet || !node.getPacket())
+        return;
+    Frame start;
+    start.packetable = &packetable;
+    start.root = packetable.getNodeConst();
+    start.referred = &node;
+    start.matches = referringElements(packetable, start.root, *node.getPacket());
+    run(std::move(start));
 }
 
 void ArchiveInliner::fill(XMLPacketable& packetable, const ArchiveNode& node) const
@@ -58,76 +113,52 @@ void ArchiveInliner::fill(XMLPacketable& packetable, const ArchiveNode& node) co
     packetable.setData(*packet);
 }
 
-std::vector<const ArchiveNode*> ArchiveInliner::referredNodes(const XMLPacketable& packetable,
-                                                              const ArchiveNode& node)
+void ArchiveInliner::run(Frame start) const
 {
-    std::vector<const ArchiveNode*> nodes;
-    const KXPacketable* cached = packetable.getDataConst();
-    if (!cached)
-        return nodes;
-    const std::unique_ptr<KXDB_REFERENCE, void (*)(KXDB_REFERENCE*)> chain(cached->getReferences(),
-                                                                            &KXFreeReferences);
-    for (const KXDB_REFERENCE* reference = chain.get(); reference; reference = reference->next) {
-        if (const ArchiveNode* found = node.findNode(reference))
-            nodes.push_back(found);
-    }
-    return nodes;
-}
-
-void ArchiveInliner::inlineInto(const QDomElement& root, const ArchiveNode* source,
-                                std::vector<const ArchiveNode*> referred) const
-{
-    // One frame per packetable copy still to be filled with its references. The frames below
-    // the top are its ancestors on the path, or copies of the same packet beside it.
-    //
     // A copy is attached to its referring element only when it is complete: Qt's appendChild
     // walks up from the parent, so attaching to a detached, shallow parent keeps every append
     // cheap however deep the finished tree becomes.
-    struct Frame
-    {
-        QDomElement root;
-        QDomElement attachTo; // null for the starting root, which stays where it is
-        const ArchiveNode* source;
-        std::vector<const ArchiveNode*> referred;
-        std::size_t next;
-    };
-    QDomDocument document = root.ownerDocument();
+    QDomDocument document = start.root.ownerDocument();
     std::vector<Frame> frames;
     std::unordered_map<const ArchiveNode*, int> onPath;
-    frames.push_back({root, QDomElement(), source, std::move(referred), 0});
-    if (source)
-        ++onPath[source];
+    if (start.node)
+        ++onPath[start.node];
+    frames.push_back(std::move(start));
 
     while (!frames.empty()) {
         Frame& top = frames.back();
-        if (top.next == top.referred.size()) {
-            if (top.source && --onPath[top.source] == 0)
-                onPath.erase(top.source);
-            if (!top.attachTo.isNull())
-                top.attachTo.appendChild(top.root);
-            frames.pop_back();
+        if (top.nextMatch < top.matches.size()) {
+            // A packetable of its own for each referring element, with its references inlined.
+            Frame copy;
+            copy.attachTo = top.matches.at(top.nextMatch++);
+            copy.node = top.referred;
+            copy.owned = std::make_unique<XMLPacketable>();
+            fill(*copy.owned, *copy.node);
+            copy.packetable = copy.owned.get();
+            copy.root = document.importNode(copy.owned->getNodeConst(), true).toElement();
+            copy.chain = referencesOf(copy.owned->m_packet.get());
+            copy.nextReference = copy.chain.get();
+            ++onPath[copy.node];
+            frames.push_back(std::move(copy)); // `top` is stale from here on
             continue;
         }
-        const ArchiveNode* node = top.referred[top.next++];
-        if (!node->getPacket() || onPath.count(node) != 0)
-            continue; // nothing to inline, or it would be inlined inside itself
-        const QList<QDomElement> elements = referringElements(top.root, *node->getPacket());
-        if (elements.isEmpty())
+        if (top.nextReference) {
+            const KXDB_REFERENCE* reference = top.nextReference;
+            top.nextReference = reference->next;
+            const ArchiveNode* found = top.node->findNode(reference);
+            top.matches.clear();
+            top.nextMatch = 0;
+            if (!found || !found->getPacket() || onPath.count(found) != 0)
+                continue; // unresolved, nothing to inline, or it would be inlined inside itself
+            top.referred = found;
+            top.matches = referringElements(*top.packetable, top.root, *found->getPacket());
             continue;
-
-        XMLPacketable copy;
-        fill(copy, *node);
-        const std::vector<const ArchiveNode*> nested = referredNodes(copy, *node);
-        // Pushed last to first, so that the copies are filled in document order.
-        for (auto e = elements.crbegin(); e != elements.crend(); ++e) {
-            QDomElement element = *e;
-            const QDomElement inlined = document.importNode(copy.getNodeConst(), true).toElement();
-            if (nested.empty()) {
-                element.appendChild(inlined);
-                continue;
-            }
-            frames.push_back({inlined, element, node, nested, 0}); // `top` is stale from here on
-            ++onPath[node];
         }
+        top.chain.reset();
+        if (!top.attachTo.isNull())
+            top.attachTo.appendChild(top.root);
+        if (top.node && --onPath[top.node] == 0)
+            onPath.erase(top.node);
+        frames.pop_back(); // the temporary goes with its frame
     }
 }

@@ -4,14 +4,15 @@
 
 #include <kxxml/packetable/hostlib.h>
 
-#include <QDomElement>
-
-#include <vector>
-
 class XMLPacketable;
 
 /// Places the XML of referred archive packets inside the data elements that refer to them,
 /// and the packets those refer to inside their copies in turn, without recursion.
+///
+/// The walk makes its host calls in the order of the recursive description: a packet's
+/// references are looked up one after the other, each inlined (to its full depth) before the
+/// next is looked up, and every matching element gets a packetable built afresh from the
+/// archive for it alone.
 ///
 /// A packet is never inlined inside itself: when a reference leads to a packet that is
 /// already being inlined further up the same path (a cyclic archive, which the host does not
@@ -22,22 +23,21 @@ public:
     /// Colour profiles are loaded from @p server, which must outlive the inliner.
     explicit ArchiveInliner(KXCommServer& server);
 
-    /// Fills @p packetable from @p node's packet (appending, as XMLPacketable::setData does);
-    /// a colour profile's data is loaded from the server first. @p node must hold a packet.
-    void fill(XMLPacketable& packetable, const ArchiveNode& node) const;
+    /// Fills @p packetable from @p node's packet (appending, as XMLPacketable::setData does),
+    /// then inlines the packets its cached packet refers to, found in @p node's archive.
+    /// @p node must hold a packet.
+    void fillFrom(XMLPacketable& packetable, const ArchiveNode& node) const;
 
-    /// The nodes of @p node's archive that @p packetable's cached packet refers to, in the
-    /// order of its references; references the archive cannot resolve are left out. The
-    /// nodes belong to the archive.
-    static std::vector<const ArchiveNode*> referredNodes(const XMLPacketable& packetable,
-                                                         const ArchiveNode& node);
-
-    /// Inlines each of @p referred into the packetable root @p root, which was filled from
-    /// @p source (null when unknown), and the packets those refer to inside the copies, to
-    /// any depth. The copies are created in @p root's document.
-    void inlineInto(const QDomElement& root, const ArchiveNode* source,
-                    std::vector<const ArchiveNode*> referred) const;
+    /// Appends a copy of @p node's packet, with its own references inlined, to every data
+    /// element of @p packetable's item that refers to it. Nothing while @p packetable has no
+    /// cached packet, or when @p node holds no packet.
+    void insertInto(XMLPacketable& packetable, const ArchiveNode& node) const;
 
 private:
+    struct Frame;
+
+    void fill(XMLPacketable& packetable, const ArchiveNode& node) const;
+    void run(Frame start) const;
+
     KXCommServer& m_server;
 };

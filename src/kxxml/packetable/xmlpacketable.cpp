@@ -276,6 +276,75 @@ void appendDataLine(QString& out, const QDomElement& e, const QString& name, CON
     }
 }
 
+// A copy of @p source alone (an element with its attributes), made in @p document. Nodes are
+// created afresh rather than imported: Qt's import looks up the source's document by walking
+// up its ancestors, which costs the node's depth each time.
+QDomNode shallowCopy(QDomDocument& document, const QDomNode& source)
+{
+    auto qualified = [](const QDomNode& n) {
+        const QString prefix = n.prefix();
+        return prefix.isEmpty() ? n.localName() : prefix + QLatin1Char(':') + n.localName();
+    };
+    switch (source.nodeType()) {
+    case QDomNode::ElementNode: {
+        const QString uri = source.namespaceURI();
+        QDomElement copy = uri.isNull() ? document.createElement(source.nodeName())
+                                        : document.createElementNS(uri, qualified(source));
+        const QDomNamedNodeMap attributes = source.attributes();
+        for (int i = 0, count = attributes.count(); i < count; ++i) {
+            const QDomNode a = attributes.item(i);
+            const QString attributeUri = a.namespaceURI();
+            if (attributeUri.isNull())
+                copy.setAttribute(a.nodeName(), a.nodeValue());
+            else
+                copy.setAttributeNS(attributeUri, qualified(a), a.nodeValue());
+        }
+        return copy;
+    }
+    case QDomNode::TextNode:
+        return document.createTextNode(source.nodeValue());
+    case QDomNode::CDATASectionNode:
+        return document.createCDATASection(source.nodeValue());
+    case QDomNode::CommentNode:
+        return document.createComment(source.nodeValue());
+    case QDomNode::ProcessingInstructionNode:
+        return document.createProcessingInstruction(source.nodeName(), source.nodeValue());
+    case QDomNode::EntityReferenceNode:
+        return document.createEntityReference(source.nodeName());
+    default:
+        return document.importNode(source, false);
+    }
+}
+
+// A deep copy of @p source in @p document, made node by node without recursion (Qt's own
+// deep import recurses, and a tree handed in by a program may be nested any depth). Each copy
+// is attached to its parent's copy once complete, while that parent is still detached, so
+// every append is cheap however deep the tree.
+QDomNode importTree(QDomDocument& document, const QDomNode& source)
+{
+    struct Frame
+    {
+        QDomNode copy;
+        QDomNode nextChild; // of the source
+    };
+    std::vector<Frame> frames;
+    frames.push_back({shallowCopy(document, source), source.firstChild()});
+    for (;;) {
+        Frame& top = frames.back();
+        if (!top.nextChild.isNull()) {
+            const QDomNode child = top.nextChild;
+            top.nextChild = child.nextSibling();
+            frames.push_back({shallowCopy(document, child), child.firstChild()}); // `top` is stale
+            continue;
+        }
+        QDomNode done = top.copy;
+        frames.pop_back();
+        if (frames.empty())
+            return done;
+        frames.back().copy.appendChild(done);
+    }
+}
+
 } // namespace
 
 XMLPacketable::XMLPacketable()
@@ -599,25 +668,25 @@ void XMLPacketable::setData(const KXPacketable& packet)
     if (packet.name) {
         setName(QString::fromUtf8(packet.name));
     } else if (packet.datatype == PDT_DBENTRY) {
-        const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(&packet);
-        if (entry && entry->dbentry && entry->dbentry->name)
-            setName(QString::fromUtf8(entry->dbentry->name));
+        if (const char* recordName = kxxmlhost::attachedRecordName(packet))
+            setName(QString::fromUtf8(recordName));
     }
 
     unsigned int length = 0;
-    const std::unique_ptr<char, void (*)(void*)> text(packet.toPacket(length), &KX_free);
+    char* text = packet.toPacket(length);
     if (!text)
         return;
-    QStringList lines = QString::fromUtf8(text.get(), static_cast<qsizetype>(length))
-                            .split(kLineFeed, Qt::SkipEmptyParts);
+    QStringList lines = QString::fromUtf8(text, static_cast<qsizetype>(length)).split(kLineFeed, Qt::SkipEmptyParts);
     toDom(node, lines, 0);
+    // The host's buffer goes back before the packet is rebuilt from the new XML.
+    KX_free(text);
     getDataConst();
 }
 
 void XMLPacketable::setData(const QDomNode& n)
 {
     clearCache();
-    node = document.importNode(n, true).toElement();
+    node = n.isElement() ? importTree(document, n).toElement() : QDomElement();
 }
 
 const KXPacketable* XMLPacketable::getDataConst() const
@@ -838,16 +907,14 @@ void XMLPacketable::setData(KXCommServer& server, const ArchiveNode* archiveNode
     if (!archiveNode || !archiveNode->getPacket())
         return;
     clearCache();
-    const ArchiveInliner inliner(server);
-    inliner.fill(*this, *archiveNode);
-    inliner.inlineInto(node, archiveNode, ArchiveInliner::referredNodes(*this, *archiveNode));
+    ArchiveInliner(server).fillFrom(*this, *archiveNode);
 }
 
 void XMLPacketable::insertInlineData(KXCommServer& server, const ArchiveNode* archiveNode)
 {
     if (!m_packet || !archiveNode)
         return;
-    ArchiveInliner(server).inlineInto(node, nullptr, {archiveNode});
+    ArchiveInliner(server).insertInto(*this, *archiveNode);
 }
 
 int XMLPacketable::getXPKReferences(QList<XPKReference*>& out) const

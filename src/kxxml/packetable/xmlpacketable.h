@@ -11,6 +11,7 @@
 #include <list>
 #include <memory>
 
+class ArchiveInliner;
 class XPKReference;
 
 /// A host packet (KXPacketable) as XML.
@@ -188,7 +189,9 @@ public:
     /// Writes @p packet's metadata on the root, appends its data converted from its text form
     /// (existing children stay) and rebuilds the cached packet from the new XML.
     void setData(const KXPacketable& packet);
-    /// Deletes the cached packet and makes a deep copy of @p node the object's element.
+    /// Deletes the cached packet and makes a deep copy of @p node the object's element (a null
+    /// element when @p node is no element). The copy is made without recursion, so a tree of
+    /// any depth can be handed in; Qt still destroys it recursively.
     void setData(const QDomNode& node);
     /// The packet built from the XML, built on first use and cached; null when the host cannot
     /// build it. The object keeps ownership; it reflects the XML of the moment it was built.
@@ -243,6 +246,8 @@ public:
     void nullifyReference(XPKReference* reference);
 
 private:
+    friend class ArchiveInliner; // reads the cached packet as it stands, without rebuilding it
+
     void clearCache() const;
 
     // Built lazily by the const getDataConst(), hence mutable.

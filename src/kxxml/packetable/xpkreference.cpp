@@ -13,4 +13,7 @@ XPKReference::XPKReference(XMLPacketable* p, const QString& referredName)
 {
 }
 
-XPKReference::~XPKReference() = default;
+XPKReference::~XPKReference()
+{
+    delete packetable;
+}

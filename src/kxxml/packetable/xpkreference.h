@@ -5,8 +5,6 @@
 
 #include <QString>
 
-#include <memory>
-
 /// One packet that another packet refers to, handed out as a packetable of its own
 /// (XMLPacketable::getXPKReferences), with the key or the name it was referred to by.
 ///
@@ -25,7 +23,7 @@ public:
     XPKReference(const XPKReference&) = delete;
     XPKReference& operator=(const XPKReference&) = delete;
 
-    KXKEY_ELEMENT key;                          ///< the referred packet's key; null key when by name
-    QString name;                               ///< the referred packet's name; null when by key
-    std::unique_ptr<XMLPacketable> packetable;  ///< the referred packet as XML, owned here
+    KXKEY_ELEMENT key;         ///< the referred packet's key; null key when by name
+    QString name;              ///< the referred packet's name; null when by key
+    XMLPacketable* packetable; ///< the referred packet as XML, owned here (deleted with the reference)
 };

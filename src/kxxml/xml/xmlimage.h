@@ -13,10 +13,10 @@ public:
 
     /// Writes the attribute "name".
     void setName(const QString& name);
-    /// The attribute "name"; empty when absent.
+    /// The attribute "name"; a null string when absent.
     QString getName() const;
     /// Stores the URL unchanged; it is neither parsed nor checked.
     void setURL(const QString& url);
-    /// The attribute "url"; empty when absent.
+    /// The attribute "url"; a null string when absent.
     QString getURL() const;
 };

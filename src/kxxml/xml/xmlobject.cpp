@@ -76,10 +76,18 @@ double doubleFrom(const QString& text)
     return convertOr<double>(text, 0.0, [](const QString& t, bool* ok) { return t.toDouble(ok); });
 }
 
+// Bases that numbers can be written in; Qt's own formatting fails outside them.
+bool isNumberBase(int base)
+{
+    return base >= 2 && base <= 36;
+}
+
 template <typename List>
 QString listText(const List& values, int base)
 {
     QString text;
+    if (!isNumberBase(base))
+        return text;
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
         if (it != values.cbegin())
             text += XMLObject::NUMLIST_SEP;
@@ -320,7 +328,7 @@ void XMLObject::setAttribute(QDomElement& e, const QString& key, int value)
 
 void XMLObject::setAttribute(QDomElement& e, const QString& key, unsigned int value, int base)
 {
-    if (!key.isEmpty())
+    if (!key.isEmpty() && isNumberBase(base))
         e.setAttribute(key, numberText(value, base));
 }
 
@@ -427,7 +435,8 @@ void XMLObject::setProperty(QDomElement& e, const QString& key, int value)
 
 void XMLObject::setProperty(QDomElement& e, const QString& key, unsigned int value, int base)
 {
-    setProperty(e, key, numberText(value, base));
+    if (isNumberBase(base))
+        setProperty(e, key, numberText(value, base));
 }
 
 void XMLObject::setProperty(QDomElement& e, const QString& key, bool value)
@@ -442,12 +451,14 @@ void XMLObject::setProperty(QDomElement& e, const QString& key, double value)
 
 void XMLObject::setProperty(QDomElement& e, const QString& key, const QList<int>& values, int base)
 {
-    setProperty(e, key, toString(values, base));
+    if (isNumberBase(base))
+        setProperty(e, key, toString(values, base));
 }
 
 void XMLObject::setProperty(QDomElement& e, const QString& key, const QList<unsigned int>& values, int base)
 {
-    setProperty(e, key, toString(values, base));
+    if (isNumberBase(base))
+        setProperty(e, key, toString(values, base));
 }
 
 // Number text
@@ -486,6 +497,8 @@ QList<unsigned int> XMLObject::toULongList(const QString& text, bool* ok, int ba
 
 QString XMLObject::numberText(int value, int base)
 {
+    if (!isNumberBase(base))
+        return {};
     // Qt 5 writes a negative number in a base other than 10 as its two's complement; the
     // wire form is the minus sign and the magnitude, with every Qt.
     if (value < 0 && base != 10)
@@ -495,6 +508,8 @@ QString XMLObject::numberText(int value, int base)
 
 QString XMLObject::numberText(unsigned int value, int base)
 {
+    if (!isNumberBase(base))
+        return {};
     return QString::number(value, base);
 }
 

@@ -106,6 +106,7 @@ public:
     /// (deliberate; use removeAttribute).
     static void setAttribute(QDomElement& e, const QString& key, const QString& value);
     static void setAttribute(QDomElement& e, const QString& key, int value);
+    /// Nothing is written for a base outside 2 to 36.
     static void setAttribute(QDomElement& e, const QString& key, unsigned int value, int base);
     static void setAttribute(QDomElement& e, const QString& key, bool value);
     /// Written with 12 significant digits (a property keeps only 6; deliberate).
@@ -132,6 +133,7 @@ public:
     /// An existing property without a text child is left unchanged (deliberate).
     static void setProperty(QDomElement& e, const QString& key, const QString& value);
     static void setProperty(QDomElement& e, const QString& key, int value);
+    /// Nothing is written for a base outside 2 to 36 (also by the list forms below).
     static void setProperty(QDomElement& e, const QString& key, unsigned int value, int base);
     static void setProperty(QDomElement& e, const QString& key, bool value);
     /// Written with 6 significant digits (an attribute keeps 12; deliberate).
@@ -142,6 +144,8 @@ public:
 
     /// @name Number text
     /// The one place where the library formats and parses numbers for the wire.
+    /// Numbers are written in bases 2 to 36 only: for any other base the writers here and the
+    /// typed setters that take a base write nothing (a null text, no attribute, no property).
     /// @{
     /// Items joined by NUMLIST_SEP; empty for an empty list.
     static QString toString(const QList<int>& values, int base);

@@ -13,8 +13,9 @@
 namespace {
 
 // Qt's escaping: attributes also escape quotes, tabs and line ends; text escapes quotes only
-// outside elements, and carriage returns always.
-enum class Escape { Attribute, TextInElement, TextOutsideElement };
+// outside elements, and carriage returns always; an element's own namespace URI escapes
+// quotes but leaves tabs and line ends as they are.
+enum class Escape { Attribute, TextInElement, TextOutsideElement, ElementNamespace };
 
 void appendEscaped(QString& out, const QString& text, Escape mode)
 {
@@ -40,7 +41,10 @@ void appendEscaped(QString& out, const QString& text, Escape mode)
             if (i >= 2 && data[i - 1] == u']' && data[i - 2] == u']')
                 flush(i, QLatin1String("&gt;"));
             break;
-        case u'\r': flush(i, QLatin1String("&#xd;")); break;
+        case u'\r':
+            if (mode != Escape::ElementNamespace)
+                flush(i, QLatin1String("&#xd;"));
+            break;
         case u'\n':
             if (attribute)
                 flush(i, QLatin1String("&#xa;"));
@@ -91,6 +95,15 @@ QString qualifiedName(const QDomNode& n)
     return prefix.isEmpty() ? n.localName() : prefix + QLatin1Char(':') + n.localName();
 }
 
+// An attribute's name as Qt writes it: a namespaced one always with a colon, also after an
+// empty prefix (":name").
+QString attributeName(const QDomNode& a)
+{
+    if (a.namespaceURI().isNull())
+        return a.nodeName();
+    return a.prefix() + QLatin1Char(':') + a.localName();
+}
+
 // ---- Comparing two trees without writing them ----
 //
 // Trees that are the same node for node (types, names, namespaces, attribute sets, values)
@@ -104,7 +117,9 @@ QString qualifiedName(const QDomNode& n)
 //   as they are, and adjacent text-like nodes run together, so they can mimic anything;
 // - indentation is blanks and line feeds: a text node made only of those can pass for it;
 // - namespaced attributes bring declarations that a plain attribute named xmlns... can
-//   imitate, and Qt may hold several of them under one name.
+//   imitate, and Qt may hold several of them under one name;
+// - an element's own namespace URI keeps its tabs and line ends, but escapes its quotes as
+//   attribute values do: it still ends where it seems to, so it reads back like them.
 
 enum class Match { Same, Differ, Unsure };
 
@@ -297,12 +312,19 @@ Match matchDocuments(const QDomDocument& a, const QDomDocument& b)
 XMLWriter::XMLWriter(const QDomNode& node)
     : top(node)
 {
-    if (top.isNull())
+    if (top.isNull()) {
         finished = true;
-    else if (top.isDocument())
+    } else if (top.isDocument()) {
         finished = !startTree(top.firstChild(), 0);
-    else
+    } else if (top.isDocumentType()) {
+        // On its own a document type is written like any other leaf; only within a document
+        // does startTree() pass over it.
+        start = top;
+        current = top;
+        depth = 1;
+    } else {
         startTree(top, 1);
+    }
 }
 
 QString XMLWriter::write(const QDomNode& node)
@@ -433,7 +455,7 @@ void XMLWriter::enter(QString& out, const QDomNode& n, int level)
             const QString prefix = n.prefix();
             out += prefix.isEmpty() ? QStringLiteral(" xmlns") : QStringLiteral(" xmlns:") + prefix;
             out += QLatin1String("=\"");
-            appendEscaped(out, uri, Escape::Attribute);
+            appendEscaped(out, uri, Escape::ElementNamespace);
             out += QLatin1Char('"');
         }
         writeAttributes(out, n);
@@ -473,10 +495,12 @@ void XMLWriter::enter(QString& out, const QDomNode& n, int level)
         out += QLatin1Char('&') + n.nodeName() + QLatin1Char(';');
         break;
     case QDomNode::AttributeNode: {
-        out += qualifiedName(n) + QLatin1String("=\"");
+        out += attributeName(n) + QLatin1String("=\"");
         appendEscaped(out, n.nodeValue(), Escape::Attribute);
         out += QLatin1Char('"');
-        if (!n.namespaceURI().isNull()) {
+        // Declared unless its element declares the same prefix itself.
+        const QDomElement owner = n.toAttr().ownerElement();
+        if (!n.namespaceURI().isNull() && (owner.isNull() || owner.prefix() != n.prefix())) {
             out += QLatin1String(" xmlns:") + n.prefix() + QLatin1String("=\"");
             appendEscaped(out, n.namespaceURI(), Escape::Attribute);
             out += QLatin1Char('"');
@@ -519,7 +543,7 @@ void XMLWriter::writeAttributes(QString& out, const QDomNode& element)
     attributes.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i) {
         const QDomNode a = map.item(i);
-        attributes.emplace_back(qualifiedName(a), a);
+        attributes.emplace_back(attributeName(a), a);
     }
     std::sort(attributes.begin(), attributes.end(),
               [](const auto& l, const auto& r) { return l.first < r.first; });
