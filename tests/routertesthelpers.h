@@ -1,18 +1,23 @@
-// What the router's tests share: an agent that logs what it sees, and an observer that
-// hands each event on as one line of text.
+// What the router's tests share: an agent that logs what it sees, an observer that hands
+// each event on as one line of text, and a requester of the comm-server agent's lists.
 
 #pragma once
 
 #include <kxxml/messaging/xmlagent.h>
 #include <kxxml/messaging/xmlpacket.h>
+#include <kxxml/messaging/xmlrouter.h>
 #include <kxxml/messaging/xmlrouterobserver.h>
+#include <kxxml/ui/xmlaction.h>
 #include <kxxml/xml/xmlmessage.h>
 
+#include <QCoreApplication>
+#include <QEventLoop>
 #include <QString>
 #include <QStringList>
 
 #include <functional>
 #include <list>
+#include <memory>
 
 namespace TestHelpers {
 
@@ -101,5 +106,80 @@ public:
         event(n, QStringLiteral("broker %1 -> %2").arg(type).arg(id), nullptr);
     }
 };
+
+/// The list requests the comm-server agent answers.
+enum ListRequest { Outputs = 1000, Publications = 1001, Books = 1002, Jobs = 1003 };
+
+/// One packet as a requester saw it: its ids, its page mark and its packetables as text.
+struct Reply
+{
+    int source = 0;
+    int destination = 0;
+    bool marked = false; // has a page mark
+    int page = 0;
+    bool more = false;
+    QStringList packetables;
+};
+
+/// An agent that keeps every packet it receives, and can act on each.
+class Requester : public XMLAgent
+{
+public:
+    Requester() : XMLAgent(1) {}
+    void receive(XMLPacket* packet) override
+    {
+        const std::unique_ptr<XMLPacket> owned(packet);
+        Reply reply{packet->getSourceAgentID(), packet->getDestinationAgentID(), packet->hasPage(),
+                    packet->getPage(), packet->getMorePages(), {}};
+        std::list<QDomNode> nodes;
+        packet->getNodesOfType(XMLObject::XMLOBJECT_PACKETABLE, nodes);
+        for (const QDomNode& n : nodes)
+            reply.packetables << XMLObject::toString(n);
+        replies.append(reply);
+        if (onReceive)
+            onReceive();
+    }
+    /// The packetables of every reply, in order.
+    QStringList packetables() const
+    {
+        QStringList all;
+        for (const Reply& r : replies)
+            all += r.packetables;
+        return all;
+    }
+    QList<Reply> replies;
+    std::function<void()> onReceive;
+};
+
+/// Sends list request @p code from @p from to the comm-server agent: in pages of @p pageSize
+/// (0: one reply), publications excluded or not (-1: not said), of the databases @p keys
+/// (none: of every one).
+inline void requestList(XMLRouter& router, const XMLAgent& from, int code, int pageSize = 0, int exclude = -1,
+                        QList<KXKEY_ELEMENT> keys = {})
+{
+    XMLAction action(QStringLiteral("list"), code, from.getAgentID());
+    if (pageSize > 0)
+        action.setPageSize(pageSize);
+    if (exclude >= 0)
+        action.setExcludePublications(exclude == 1);
+    QList<KXKEY_ELEMENT*> pointers;
+    for (KXKEY_ELEMENT& key : keys)
+        pointers << &key;
+    if (!pointers.isEmpty())
+        action.setKXKEYList(pointers);
+    XMLPacket* packet = from.getXMLPacket(router.getXMLCommServerID());
+    packet->append(action);
+    router.send(packet);
+}
+
+/// Runs the event loop until @p done holds or nothing is left to do; then deletes what waits
+/// for deletion.
+inline void runUntil(const std::function<bool()>& done = {})
+{
+    QEventLoop loop;
+    for (int idle = 0; (!done || !done()) && idle < 3;)
+        idle = loop.processEvents() ? 0 : idle + 1;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
 
 } // namespace TestHelpers

@@ -1,22 +1,23 @@
 // The calls the library makes into the host libraries, in the order a real host sees them:
 // converting a packet, inlining archive packets, and answering list requests (single
-// replies and paged ones alike).
+// replies and paged ones alike, with the replies they give).
 #include "hosttesthelpers.h"
+#include "routertesthelpers.h"
+#include "testhelpers.h"
 
 #include <kxxml/kxxml.h>
 
 #include <QtTest>
 
-#include <functional>
 #include <memory>
+
+using namespace TestHelpers;
 
 namespace {
 
-enum Request { Outputs = 1000, Publications = 1001, Books = 1002, Jobs = 1003 };
-
-// North holds a job of no publication and two of publication 7 (pages 3, then 1); South one
-// more job; Library one book. The archive's letter refers to Front by key and by name, and
-// to Coated, a colour profile, by name.
+// North holds a job of no publication and three of publication 7 (pages 3, 1 and 1); South
+// one of publication 2. Library and Shelf hold a book each. The archive's letter refers to
+// Front by key and by name, and to Coated, a colour profile, by name.
 const char* const kDataset = R"({
   "format": "kxhost-dataset/1",
   "connection": { "host": "press01.example", "port": 7010 },
@@ -24,14 +25,16 @@ const char* const kDataset = R"({
     { "name": "North", "key": "a:1", "id": 1, "jobs": [
         { "name": "Front", "page": 1, "key": "100:1" },
         { "name": "P1", "page": 3, "key": "101:1", "publication": { "name": "Post", "number": 7 } },
-        { "name": "P2", "page": 1, "key": "102:1", "publication": { "name": "Post", "number": 7 } } ] },
-    { "name": "South", "key": "b:1", "id": 2, "jobs": [ { "name": "Back", "page": 2, "key": "103:1" } ] } ],
-  "books": [ { "name": "Library", "key": "c:1", "id": 3, "books": [ { "name": "Atlas" } ] } ],
+        { "name": "P2", "page": 1, "key": "102:1", "publication": { "name": "Post", "number": 7 } },
+        { "name": "P3", "page": 1, "key": "105:1", "publication": { "name": "Post", "number": 7 } } ] },
+    { "name": "South", "key": "b:1", "id": 2, "jobs": [
+        { "name": "Back", "page": 2, "key": "103:1", "publication": { "name": "Star", "number": 2 } } ] } ],
+  "books": [ { "name": "Library", "key": "c:1", "id": 3, "books": [ { "name": "Atlas" } ] },
+             { "name": "Shelf", "key": "d:1", "id": 4, "books": [ { "name": "Bible" } ] } ],
   "profiles": [ { "name": "Coated", "data": "0A0B" } ],
   "archive": [
     { "type": "1f", "name": "Letter", "key": "12:3", "text": "SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n" },
     { "type": "15", "name": "Front", "key": "100:1", "text": "SI 15\n01 Front\n12 Coated\nTI 0\n" },
-    { "type": "15", "name": "Twice", "key": "104:1", "text": "SI 15\n01 Twice\n02 Coated\n12 Coated\nTI 0\n" },
     { "type": "30", "name": "Coated", "text": "SI 30\n01 Coated\n03 4.2\nTI 0\n" } ] })";
 
 std::unique_ptr<KXCommServer> openDataset(const QByteArray& failing = {})
@@ -39,18 +42,7 @@ std::unique_ptr<KXCommServer> openDataset(const QByteArray& failing = {})
     QByteArray json(kDataset);
     if (!failing.isEmpty())
         json.replace("\"outputs\": [", QByteArray("\"failingQueries\": [\"" + failing + "\"], \"outputs\": ["));
-    std::string error;
-    auto server = hosttest::openJson(json, &error);
-    if (!server)
-        qFatal("dataset refused: %s", error.c_str());
-    return server;
-}
-
-ArchiveNode* byName(const ArchiveNode& archive, const char* name)
-{
-    QByteArray text(name);
-    const KXDB_REFERENCE reference{nullptr, KXKEY_CC::getNullKey(), text.data()};
-    return archive.findNode(&reference);
+    return hosttest::openOwnJson(json);
 }
 
 QStringList list(const char* calls)
@@ -58,43 +50,13 @@ QStringList list(const char* calls)
     return QString::fromUtf8(calls).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
-class Requester : public XMLAgent
+// The names of @p packetables, as texts, separated by blanks.
+QString names(const QStringList& packetables)
 {
-public:
-    Requester() : XMLAgent(1) {}
-    void receive(XMLPacket* packet) override
-    {
-        ++packets;
-        delete packet;
-    }
-    int packets = 0;
-};
-
-// Sends one request and runs the event loop until the router has nothing left to do.
-void request(KXCommServer& server, int code, int pageSize, const QList<KXKEY_ELEMENT>& keys, bool exclude)
-{
-    XMLRouter router(&server, nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    XMLAction action(QStringLiteral("list"), code, requester.getAgentID());
-    if (pageSize)
-        action.setPageSize(pageSize);
-    if (!exclude)
-        action.setExcludePublications(false);
-    QList<KXKEY_ELEMENT*> pointers;
-    QList<KXKEY_ELEMENT> copies = keys;
-    for (KXKEY_ELEMENT& key : copies)
-        pointers << &key;
-    if (!pointers.isEmpty())
-        action.setKXKEYList(pointers);
-    XMLPacket* packet = requester.getXMLPacket(router.getXMLCommServerID());
-    packet->append(action);
-    router.send(packet);
-    QEventLoop loop;
-    for (int idle = 0; idle < 3;)
-        idle = loop.processEvents() ? 0 : idle + 1;
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    router.remove(&requester);
+    QStringList result;
+    for (const QString& text : packetables)
+        result << XMLPacketable::getName(parseElement(text));
+    return result.join(QLatin1Char(' '));
 }
 
 } // namespace
@@ -154,15 +116,6 @@ void TestHostCalls::archiveInlining_data()
                     "KXFreeReferences(0:0 Coated)\n"
                     "findNode(0:0 Coated)\nCoated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
                     "KXFreeReferences(100:1 null)");
-    QTest::newRow("same node twice: a packet per reference and element")
-            << "Twice"
-            << list("getPacketable(21)\nTwice.getReferences()\nfindNode(0:0 Coated)\n"
-                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
-                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
-                    "findNode(0:0 Coated)\n"
-                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
-                    "Coated.load(press01.example, 7010)\ngetPacketable(48)\nCoated.getReferences()\n"
-                    "KXFreeReferences(0:0 Coated)");
     // Without a cached packet there are no references to ask for, and no rebuilding either.
     QTest::newRow("opaque packet") << "Opaque" << QStringList();
 }
@@ -175,7 +128,7 @@ void TestHostCalls::archiveInlining()
     auto* opaque = new KXPacketable(PDT_OPAQUE);
     opaque->setName("Opaque");
     server->archive()->appendChild(new ArchiveNode(opaque));
-    ArchiveNode* node = byName(*server->archive(), entry.toUtf8().constData());
+    ArchiveNode* node = hosttest::nodeNamed(*server->archive(), entry.toUtf8().constData());
     QVERIFY(node);
     XMLPacketable p;
     const QStringList only{QStringLiteral("getReferences"), QStringLiteral("KXFreeReferences"), QStringLiteral("findNode"),
@@ -191,44 +144,62 @@ void TestHostCalls::listRequests_data()
     QTest::addColumn<int>("code");
     QTest::addColumn<QByteArray>("failing");
     QTest::addColumn<QList<KXKEY_ELEMENT>>("keys");
-    QTest::addColumn<bool>("exclude");
+    QTest::addColumn<int>("exclude"); // -1: not said
     QTest::addColumn<QStringList>("calls");
+    QTest::addColumn<QString>("reply"); // the packetables' names; null: no reply
     const QList<KXKEY_ELEMENT> none;
-    QTest::newRow("outputs") << int(Outputs) << QByteArray() << none << true
+    QTest::newRow("outputs") << int(Outputs) << QByteArray() << none << -1
                              << list("getDBList(15)\niserror()\nRemoveItemFromList(North, North)\n<8>.setData(North)\n"
-                                     "RemoveItemFromList(South, South)\n<8>.setData(South)");
-    QTest::newRow("outputs, failing") << int(Outputs) << QByteArray("outputs") << none << true
-                                      << list("getDBList(15)\niserror()");
+                                     "RemoveItemFromList(South, South)\n<8>.setData(South)")
+                             << "North South";
+    QTest::newRow("outputs, failing") << int(Outputs) << QByteArray("outputs") << none << -1
+                                      << list("getDBList(15)\niserror()") << QString();
     QTest::newRow("jobs of every database, publications left out")
-            << int(Jobs) << QByteArray() << none << true
+            << int(Jobs) << QByteArray() << none << -1
             << list("getDBList(15)\niserror()\ngetidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(null, Front)\n"
                     "getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(Front, Back)\nKXPacketFreeList(North, 8)\n"
                     "RemoveItemFromList(Front, Front)\ntrimLists(Front)\nFront.setData(Front)\n"
                     "RemoveItemFromList(P1, P1)\nKXPacketFreeItem(P1, 21)\nRemoveItemFromList(P2, P2)\nKXPacketFreeItem(P2, 21)\n"
-                    "RemoveItemFromList(Back, Back)\ntrimLists(Back)\nBack.setData(Back)\nKXPacketFreeList(null, 21)");
+                    "RemoveItemFromList(P3, P3)\nKXPacketFreeItem(P3, 21)\n"
+                    "RemoveItemFromList(Back, Back)\nKXPacketFreeItem(Back, 21)\nKXPacketFreeList(null, 21)")
+            << "Front";
     QTest::newRow("jobs of two databases in request order")
-            << int(Jobs) << QByteArray() << QList<KXKEY_ELEMENT>{{0xb, 1}, {0xa, 1}} << false
+            << int(Jobs) << QByteArray() << QList<KXKEY_ELEMENT>{{0xb, 1}, {0xa, 1}} << 0
             << list("getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(null, Back)\n"
                     "getidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(Back, Front)\n"
                     "RemoveItemFromList(Back, Back)\ntrimLists(Back)\nBack.setData(Back)\n"
                     "RemoveItemFromList(Front, Front)\ntrimLists(Front)\nFront.setData(Front)\n"
                     "RemoveItemFromList(P1, P1)\ntrimLists(P1)\nP1.setData(P1)\n"
-                    "RemoveItemFromList(P2, P2)\ntrimLists(P2)\nP2.setData(P2)\nKXPacketFreeList(null, 21)");
-    QTest::newRow("jobs, failing database list") << int(Jobs) << QByteArray("outputs") << none << true
+                    "RemoveItemFromList(P2, P2)\ntrimLists(P2)\nP2.setData(P2)\n"
+                    "RemoveItemFromList(P3, P3)\ntrimLists(P3)\nP3.setData(P3)\nKXPacketFreeList(null, 21)")
+            << "Back Front P1 P2 P3";
+    QTest::newRow("jobs, failing database list") << int(Jobs) << QByteArray("outputs") << none << -1
                                                  << list("getDBList(15)\niserror()\nKXPacketFreeList(null, 8)\n"
-                                                         "KXPacketFreeList(null, 21)");
+                                                         "KXPacketFreeList(null, 21)")
+                                                 << ""; // always answered
+    // One job per publication, in ascending number: of two on the smallest page, the first.
     QTest::newRow("publications")
-            << int(Publications) << QByteArray() << none << true
+            << int(Publications) << QByteArray() << none << -1
             << list("getDBList(15)\niserror()\ngetidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(null, Front)\n"
                     "getidfromkxkey(b:1)\ngetJobqueue(3, 4, 0, 2)\nAddListList(Front, Back)\nKXPacketFreeList(North, 8)\n"
-                    "pageNumber(P2)\npageNumber(P1)\nRemoveItemFromList(Front, P2)\ntrimLists(P2)\nPost.setData(P2)\n"
-                    "KXPacketFreeList(Front, 21)");
-    QTest::newRow("books") << int(Books) << QByteArray() << none << true
+                    "pageNumber(P2)\npageNumber(P1)\npageNumber(P3)\npageNumber(P2)\n"
+                    "RemoveItemFromList(Front, Back)\ntrimLists(Back)\nStar.setData(Back)\n"
+                    "RemoveItemFromList(Front, P2)\ntrimLists(P2)\nPost.setData(P2)\nKXPacketFreeList(Front, 21)")
+            << "Star Post";
+    QTest::newRow("books") << int(Books) << QByteArray() << none << -1
                            << list("getDBList(85)\niserror()\ngetBooks(4, 0, c:1)\nAddListList(null, Atlas)\n"
-                                   "KXPacketFreeList(Library, 8)\nRemoveItemFromList(Atlas, Atlas)\nAtlas.setData(Atlas)\n"
-                                   "KXPacketFreeList(null, 86)");
-    QTest::newRow("books, failing") << int(Books) << QByteArray("books") << none << true
-                                    << list("getDBList(85)\niserror()\nKXPacketFreeList(null, 8)");
+                                   "getBooks(4, 0, d:1)\nAddListList(Atlas, Bible)\nKXPacketFreeList(Library, 8)\n"
+                                   "RemoveItemFromList(Atlas, Atlas)\nAtlas.setData(Atlas)\n"
+                                   "RemoveItemFromList(Bible, Bible)\nBible.setData(Bible)\nKXPacketFreeList(null, 86)")
+                           << "Atlas Bible";
+    QTest::newRow("books of two databases in request order")
+            << int(Books) << QByteArray() << QList<KXKEY_ELEMENT>{{0xd, 1}, {0xc, 1}} << -1
+            << list("getBooks(4, 0, d:1)\nAddListList(null, Bible)\ngetBooks(4, 0, c:1)\nAddListList(Bible, Atlas)\n"
+                    "RemoveItemFromList(Bible, Bible)\nBible.setData(Bible)\n"
+                    "RemoveItemFromList(Atlas, Atlas)\nAtlas.setData(Atlas)\nKXPacketFreeList(null, 86)")
+            << "Bible Atlas";
+    QTest::newRow("books, failing") << int(Books) << QByteArray("books") << none << -1
+                                    << list("getDBList(85)\niserror()\nKXPacketFreeList(null, 8)") << QString();
 }
 
 void TestHostCalls::listRequests()
@@ -236,20 +207,46 @@ void TestHostCalls::listRequests()
     QFETCH(int, code);
     QFETCH(QByteArray, failing);
     QFETCH(QList<KXKEY_ELEMENT>, keys);
-    QFETCH(bool, exclude);
+    QFETCH(int, exclude);
     QFETCH(QStringList, calls);
+    QFETCH(QString, reply);
     const QStringList only{QStringLiteral("getDBList"), QStringLiteral("iserror"), QStringLiteral("getidfromkxkey"),
                            QStringLiteral("getJobqueue"), QStringLiteral("getBooks"), QStringLiteral("AddListList"),
                            QStringLiteral("RemoveItemFromList"), QStringLiteral("KXPacketFreeItem"),
                            QStringLiteral("KXPacketFreeList"), QStringLiteral("pageNumber"), QStringLiteral("trimLists"),
                            QStringLiteral("setData")};
-    // The single reply, and pages of one and of two records, make the same calls.
-    for (int pageSize : {0, 1, 2}) {
+    // The single reply, and pages of one, two and three records, make the same calls and
+    // give the same packetables: the pages numbered from 1, full but for the last, which
+    // alone says that no more follow.
+    QStringList single;
+    for (int pageSize : {0, 1, 2, 3}) {
         const auto server = openDataset(failing);
-        const QStringList made = hosttest::hostCalls([&] { request(*server, code, pageSize, keys, exclude); }, only);
+        Requester requester;
+        const QStringList made = hosttest::hostCalls([&] {
+            XMLRouter router(server.get(), nullptr, "router");
+            router.add(&requester);
+            requestList(router, requester, code, pageSize, exclude, keys);
+            runUntil();
+            router.remove(&requester);
+        }, only);
         if (made != calls)
             qWarning("page size %d:\n%s", pageSize, qPrintable(made.join(QLatin1Char('\n'))));
         QCOMPARE(made, calls);
+        QCOMPARE(requester.replies.isEmpty(), reply.isNull());
+        QCOMPARE(names(requester.packetables()), reply);
+        if (pageSize == 0) {
+            QVERIFY(requester.replies.size() <= 1 && !requester.replies.value(0).marked);
+            single = requester.packetables();
+        }
+        QCOMPARE(requester.packetables(), single);
+        for (int i = 0; i < requester.replies.size(); ++i) {
+            const Reply& r = requester.replies.at(i);
+            QVERIFY(r.source == -1 && r.destination == requester.getAgentID());
+            if (pageSize > 0) {
+                QVERIFY(r.marked && r.page == i + 1 && r.more == (i + 1 < requester.replies.size()));
+                QVERIFY(r.more ? r.packetables.size() == pageSize : r.packetables.size() <= pageSize);
+            }
+        }
     }
 }
 

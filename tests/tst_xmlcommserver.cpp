@@ -1,118 +1,80 @@
-// XMLCommServer end to end: request packets through a router, replies built from datasets.
-#include "testhelpers.h"
+// XMLCommServer, the router's comm-server agent: which packets it answers, without a server,
+// and paged replies: empty publication lists, listings side by side, requesters and routers
+// that go away in the middle of a listing. (What each request lists, in one reply or in
+// pages, and the host calls behind it: tst_hostcalls.)
+#include "hosttesthelpers.h"
+#include "routertesthelpers.h"
 
 #include <kxxml/commserver/xmlcommserver.h>
-#include <kxxml/messaging/xmlpacket.h>
-#include <kxxml/messaging/xmlrouter.h>
-#include <kxxml/ui/xmlaction.h>
-#include <kxxml/xml/xmlmessage.h>
 
 #include <QtTest>
 
+#include <memory>
+
+using namespace TestHelpers;
+
 namespace {
 
-enum Request { Outputs = 1000, Publications = 1001, Books = 1002, Jobs = 1003 };
+enum class Sample { Full, Empty, NoPublications };
 
-// A reply as the requester saw it: source id and the packetables' names and types.
-struct Reply
+QString job(int n, int page, int publication)
 {
-    int source = 0;
-    int destination = 0;
-    QStringList names;
-    QList<unsigned int> types;
-    QStringList jobNames; // element _1 of each packetable's item
-};
-
-class Requester : public XMLAgent
-{
-public:
-    Requester() : XMLAgent(1) {}
-    void receive(XMLPacket* packet) override
-    {
-        Reply reply;
-        reply.source = packet->getSourceAgentID();
-        reply.destination = packet->getDestinationAgentID();
-        std::list<QDomNode> packetables;
-        packet->getNodesOfType(XMLObject::XMLOBJECT_PACKETABLE, packetables);
-        for (const QDomNode& n : packetables) {
-            const QDomElement e = n.toElement();
-            reply.names << e.attribute(QStringLiteral("name"));
-            reply.types << e.attribute(QStringLiteral("datatype")).toUInt(nullptr, 16);
-            reply.jobNames << e.firstChildElement(QStringLiteral("item")).firstChildElement(QStringLiteral("_1")).attribute(QStringLiteral("value"));
-        }
-        replies.append(reply);
-        delete packet;
-    }
-    QList<Reply> replies;
-};
-
-QString job(const char* name, int page, const char* publication = nullptr, int number = 0, int queue = 3)
-{
-    static int nextKey = 0x100; // every job needs a key of its own
-    QString text = QStringLiteral("{\"name\":\"%1\",\"page\":%2,\"queue\":%3,\"key\":\"%4:1\"")
-            .arg(QLatin1String(name)).arg(page).arg(queue).arg(++nextKey, 0, 16);
+    QString text = QStringLiteral(R"({"name":"Job %1","page":%2,"key":"%3:1")").arg(n).arg(page).arg(n + 0x100, 0, 16);
     if (publication)
-        text += QStringLiteral(",\"publication\":{\"name\":\"%1\",\"number\":%2}").arg(QLatin1String(publication)).arg(number);
+        text += QStringLiteral(R"(,"publication":{"name":"Pub %1","number":%1})").arg(publication);
     return text + QLatin1Char('}');
 }
 
-QString database(const char* name, const char* key, int id, const char* member, const QStringList& records)
+// Full: three output databases of 5, 0 and 4 jobs (publications 7 and 2 spread over two of
+// them, with a tie on page numbers) and two book databases. NoPublications: one job of no
+// publication. Empty: nothing at all.
+std::unique_ptr<KXCommServer> openSample(Sample sample = Sample::Full)
 {
-    return QStringLiteral("{\"name\":\"%1\",\"key\":\"%2\",\"id\":%3,\"%4\":[%5]}")
-            .arg(QLatin1String(name), QLatin1String(key)).arg(id).arg(QLatin1String(member), records.join(QLatin1Char(',')));
+    QString outputs;
+    QString books;
+    if (sample == Sample::Full) {
+        outputs = QStringLiteral(R"({"name":"A","key":"a:1","id":1,"jobs":[%1,%2,%3,%4,%5]},)"
+                                 R"({"name":"B","key":"a:2","id":2,"jobs":[]},)"
+                                 R"({"name":"C","key":"a:3","id":3,"jobs":[%6,%7,%8,%9]})")
+                      .arg(job(1, 4, 7), job(2, 1, 0), job(3, 2, 7), job(4, 9, 2), job(5, 3, 0), job(6, 2, 7),
+                           job(7, 1, 2), job(8, 5, 0), job(9, 6, 0));
+        books = QStringLiteral(R"({"name":"L","key":"b:1","id":4,"books":[{"name":"Atlas"},{"name":"Bible"}]},)"
+                               R"({"name":"M","key":"b:2","id":5,"books":[{"name":"Codex"}]})");
+    } else if (sample == Sample::NoPublications) {
+        outputs = QStringLiteral(R"({"name":"A","key":"a:1","id":1,"jobs":[%1]})").arg(job(1, 1, 0));
+    }
+    const QString json = QStringLiteral(R"({"format":"kxhost-dataset/1","connection":{"host":"h","port":1},)"
+                                        R"("outputs":[%1],"books":[%2]})").arg(outputs, books);
+    return hosttest::openOwnJson(json.toUtf8());
 }
 
-// Dataset texts are well-formed by construction: a failure to open is a fault in the test.
-std::unique_ptr<KXCommServer> openDataset(const QStringList& outputs, const QStringList& books = {},
-                                          const QStringList& failing = {})
+// A router on a sample dataset with two requesters registered.
+struct Session
 {
-    QStringList quoted;
-    for (const QString& f : failing)
-        quoted << QLatin1Char('"') + f + QLatin1Char('"');
-    const QString json = QStringLiteral("{\"format\":\"kxhost-dataset/1\",\"connection\":{\"host\":\"h\",\"port\":1},"
-                                        "\"failingQueries\":[%1],\"outputs\":[%2],\"books\":[%3]}")
-            .arg(quoted.join(QLatin1Char(',')), outputs.join(QLatin1Char(',')), books.join(QLatin1Char(',')));
-    std::string error;
-    auto server = KXCommServer::openData(json.toStdString(), "test", &error);
-    if (!server)
-        qFatal("dataset refused: %s", error.c_str());
-    return server;
-}
-
-KXKEY_ELEMENT key(unsigned int k, unsigned int h)
-{
-    KXKEY_ELEMENT e;
-    e.key = k;
-    e.hkey = h;
-    return e;
-}
-
-// Sends @p action from a requester to the comm-server agent and returns the replies.
-QList<Reply> ask(KXCommServer* server, XMLAction& action)
-{
-    XMLRouter router(server, nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    XMLPacket* packet = requester.getXMLPacket(router.getXMLCommServerID());
-    packet->append(action);
-    router.send(packet);
-    QCoreApplication::processEvents();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    router.remove(&requester);
-    return requester.replies;
-}
-
-QList<Reply> ask(KXCommServer* server, int code)
-{
-    XMLAction action(QStringLiteral("request"), code, 1);
-    return ask(server, action);
-}
-
-const QStringList kTwoOutputs = {
-    database("North", "a:1", 1, "jobs", { job("Front", 3, "Morning Post", 7), job("Flyer", 1),
-                                          job("Proof", 2, nullptr, 0, 5) }),
-    database("South", "a:2", 2, "jobs", { job("Cover", 4, "Evening Star", 2), job("Poster", 1) }),
+    explicit Session(Sample sample = Sample::Full) : server(openSample(sample))
+    {
+        router.add(&first);
+        router.add(&second);
+    }
+    ~Session()
+    {
+        router.remove(&first);
+        router.remove(&second);
+    }
+    std::unique_ptr<KXCommServer> server;
+    XMLRouter router{server.get(), nullptr, "router"};
+    Requester first;
+    Requester second;
 };
+
+// The replies to one request, paged by @p pageSize (0: the single reply).
+QList<Reply> answer(int code, int pageSize)
+{
+    Session session;
+    requestList(session.router, session.first, code, pageSize, 0);
+    runUntil();
+    return session.first.replies;
+}
 
 } // namespace
 
@@ -121,208 +83,158 @@ class TestXmlCommServer : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void outputs();
-    void outputsSilentWhenNone_data();
-    void outputsSilentWhenNone();
-    void jobs_data();
-    void jobs();
-    void jobsByKeysInOrder();
-    void publicationsChooseSmallestPage();
-    void publicationsInAscendingNumber();
-    void publicationsReplyOnlyWithJobs();
-    void books();
     void packetHandling();
     void nullServer();
+    void publicationsOnlyWithJobs();
+    void listingsForTwoRequestersTakeTurns();
+    void repeatedRequestIsAnsweredAfterTheFirst();
+    void pageBuiltAfterThePreviousWasDelivered();
+    void requesterRemovedStopsTheListing();
+    void routerDestroyedDuringListing();
 };
-
-void TestXmlCommServer::outputs()
-{
-    auto server = openDataset(kTwoOutputs);
-    const QList<Reply> replies = ask(server.get(), Outputs);
-    QCOMPARE(replies.size(), 1);
-    QCOMPARE(replies.at(0).source, -1);
-    QCOMPARE(replies.at(0).destination, 1);
-    QCOMPARE(replies.at(0).names, (QStringList{ QStringLiteral("North"), QStringLiteral("South") }));
-    QCOMPARE(replies.at(0).types, (QList<unsigned int>{ 8, 8 }));
-}
-
-void TestXmlCommServer::outputsSilentWhenNone_data()
-{
-    QTest::addColumn<QStringList>("outputs");
-    QTest::addColumn<QStringList>("failing");
-    QTest::newRow("no databases") << QStringList() << QStringList();
-    QTest::newRow("failing query") << kTwoOutputs << QStringList{ QStringLiteral("outputs") };
-}
-
-void TestXmlCommServer::outputsSilentWhenNone()
-{
-    QFETCH(QStringList, outputs);
-    QFETCH(QStringList, failing);
-    auto server = openDataset(outputs, {}, failing);
-    QVERIFY(ask(server.get(), Outputs).isEmpty());
-}
-
-void TestXmlCommServer::jobs_data()
-{
-    QTest::addColumn<int>("exclude"); // -1: not said
-    QTest::addColumn<QStringList>("failing");
-    QTest::addColumn<QStringList>("names");
-    QTest::newRow("publications left out by default") << -1 << QStringList() << TestHelpers::words("Flyer Poster");
-    QTest::newRow("excluded explicitly") << 1 << QStringList() << TestHelpers::words("Flyer Poster");
-    QTest::newRow("included") << 0 << QStringList() << TestHelpers::words("Front Flyer Cover Poster");
-    QTest::newRow("failing database list: empty reply") << 0 << TestHelpers::words("outputs") << QStringList();
-}
-
-void TestXmlCommServer::jobs()
-{
-    QFETCH(int, exclude);
-    QFETCH(QStringList, failing);
-    QFETCH(QStringList, names);
-    auto server = openDataset(kTwoOutputs, {}, failing);
-    XMLAction action(QStringLiteral("jobs"), Jobs, 1);
-    if (exclude >= 0)
-        action.setExcludePublications(exclude == 1);
-    const QList<Reply> replies = ask(server.get(), action);
-    QCOMPARE(replies.size(), 1); // always answered
-    QCOMPARE(replies.at(0).names, names);
-    QCOMPARE(replies.at(0).jobNames, names);
-    for (unsigned int type : replies.at(0).types)
-        QCOMPARE(type, 0x15u);
-}
-
-void TestXmlCommServer::jobsByKeysInOrder()
-{
-    auto server = openDataset(kTwoOutputs);
-    XMLAction action(QStringLiteral("jobs"), Jobs, 1);
-    action.setExcludePublications(false);
-    KXKEY_ELEMENT south = key(0xa, 2);
-    KXKEY_ELEMENT north = key(0xa, 1);
-    action.setKXKEYList({ &south, &north });
-    server->resetQueryCounts();
-    const QList<Reply> replies = ask(server.get(), action);
-    QCOMPARE(replies.size(), 1);
-    QCOMPARE(replies.at(0).names, TestHelpers::words("Cover Poster Front Flyer"));
-    QCOMPARE(server->queryCount("getDBList"), 0);
-    QCOMPARE(server->queryCount("getJobqueue"), 2);
-}
-
-void TestXmlCommServer::publicationsChooseSmallestPage()
-{
-    auto server = openDataset({ database("North", "a:1", 1, "jobs",
-                                         { job("p3", 3, "Post", 7), job("p1 first", 1, "Post", 7),
-                                           job("p1 second", 1, "Post", 7), job("loose", 0) }) });
-    const QList<Reply> replies = ask(server.get(), Publications);
-    QCOMPARE(replies.size(), 1);
-    QCOMPARE(replies.at(0).names, QStringList{ QStringLiteral("Post") });
-    QCOMPARE(replies.at(0).jobNames, QStringList{ QStringLiteral("p1 first") });
-}
-
-void TestXmlCommServer::publicationsInAscendingNumber()
-{
-    auto server = openDataset({ database("North", "a:1", 1, "jobs", { job("a", 1, "Nine", 9), job("b", 1, "Two", 2) }),
-                                database("South", "a:2", 2, "jobs", { job("c", 1, "Five", 5), job("d", 0, "Nine", 9) }) });
-    const QList<Reply> replies = ask(server.get(), Publications);
-    QCOMPARE(replies.size(), 1);
-    QCOMPARE(replies.at(0).names, TestHelpers::words("Two Five Nine"));
-    QCOMPARE(replies.at(0).jobNames, TestHelpers::words("b c d"));
-}
-
-void TestXmlCommServer::publicationsReplyOnlyWithJobs()
-{
-    auto loose = openDataset({ database("North", "a:1", 1, "jobs", { job("a", 1) }) });
-    const QList<Reply> replies = ask(loose.get(), Publications);
-    QCOMPARE(replies.size(), 1);
-    QVERIFY(replies.at(0).names.isEmpty());
-
-    auto none = openDataset({ database("North", "a:1", 1, "jobs", {}) });
-    QVERIFY(ask(none.get(), Publications).isEmpty());
-}
-
-void TestXmlCommServer::books()
-{
-    const QStringList books = {
-        database("Library", "b:1", 3, "books", { QStringLiteral("{\"name\":\"Atlas\",\"pages\":[1,2]}"),
-                                                 QStringLiteral("{\"name\":\"Almanac\"}") }),
-        database("Stock", "b:2", 4, "books", { QStringLiteral("{\"name\":\"Catalogue\"}") }),
-        database("Empty", "b:3", 5, "books", {}),
-    };
-    auto server = openDataset({}, books);
-    QList<Reply> replies = ask(server.get(), Books);
-    QCOMPARE(replies.size(), 1);
-    QCOMPARE(replies.at(0).names, TestHelpers::words("Atlas Almanac Catalogue"));
-    QCOMPARE(replies.at(0).types, (QList<unsigned int>{ 0x56, 0x56, 0x56 }));
-
-    XMLAction byKeys(QStringLiteral("books"), Books, 1);
-    KXKEY_ELEMENT stock = key(0xb, 2);
-    KXKEY_ELEMENT library = key(0xb, 1);
-    byKeys.setKXKEYList({ &stock, &library });
-    replies = ask(server.get(), byKeys);
-    QCOMPARE(replies.at(0).names, TestHelpers::words("Catalogue Atlas Almanac"));
-
-    XMLAction empty(QStringLiteral("books"), Books, 1);
-    KXKEY_ELEMENT emptyKey = key(0xb, 3);
-    empty.setKXKEYList({ &emptyKey });
-    QVERIFY(ask(server.get(), empty).isEmpty());
-}
 
 void TestXmlCommServer::packetHandling()
 {
-    auto server = openDataset(kTwoOutputs, { database("Library", "b:1", 3, "books", { QStringLiteral("{\"name\":\"Atlas\"}") }) });
-    XMLRouter router(server.get(), nullptr, "router");
-    Requester requester;
-    router.add(&requester);
-    auto run = [] {
-        QCoreApplication::processEvents();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    };
-
+    Session s;
     // An empty packet is deleted at once; a packet without an action is released later.
-    QPointer<XMLPacket> empty = requester.getXMLPacket(-1);
-    router.send(empty);
+    QPointer<XMLPacket> empty = s.first.getXMLPacket(-1);
+    s.router.send(empty);
     QCoreApplication::processEvents();
     QVERIFY(empty.isNull());
-    QPointer<XMLPacket> noAction = requester.getXMLPacket(-1);
+    QPointer<XMLPacket> noAction = s.first.getXMLPacket(-1);
     XMLMessage message(QStringLiteral("hello"));
     noAction->append(message);
-    router.send(noAction);
+    s.router.send(noAction);
     QCoreApplication::processEvents();
     QVERIFY(!noAction.isNull());
-    run();
+    runUntil();
     QVERIFY(noAction.isNull());
-    QVERIFY(requester.replies.isEmpty());
+    QVERIFY(s.first.replies.isEmpty());
 
     // Only the first action counts; codes outside the four requests are ignored.
-    XMLPacket* two = requester.getXMLPacket(-1);
+    XMLPacket* two = s.first.getXMLPacket(-1);
     XMLAction books(QStringLiteral("b"), Books, 1);
     XMLAction outputs(QStringLiteral("o"), Outputs, 1);
     two->append(books);
     two->append(outputs);
-    router.send(two);
-    for (int code : { 999, 1004 }) {
-        XMLPacket* other = requester.getXMLPacket(-1);
-        XMLAction action(QStringLiteral("x"), code, 1);
-        other->append(action);
-        router.send(other);
-    }
-    run();
-    QCOMPARE(requester.replies.size(), 1);
-    QCOMPARE(requester.replies.at(0).names, QStringList{ QStringLiteral("Atlas") });
-    router.remove(&requester);
+    s.router.send(two);
+    for (int code : {999, 1004})
+        requestList(s.router, s.first, code);
+    runUntil();
+    QCOMPARE(s.first.replies.size(), 1);
+    QCOMPARE(s.first.packetables(), answer(Books, 0).value(0).packetables);
 }
 
 void TestXmlCommServer::nullServer()
 {
-    QCOMPARE(ask(nullptr, Outputs).size(), 0);
-    QCOMPARE(ask(nullptr, Publications).size(), 0);
-    QCOMPARE(ask(nullptr, Books).size(), 0);
-    const QList<Reply> jobs = ask(nullptr, Jobs);
-    QCOMPARE(jobs.size(), 1);
-    QVERIFY(jobs.at(0).names.isEmpty());
+    XMLRouter router(nullptr, nullptr, "router");
+    Requester requester;
+    router.add(&requester);
+    for (int code : {Outputs, Publications, Books, Jobs})
+        requestList(router, requester, code);
+    runUntil();
+    router.remove(&requester);
+    QCOMPARE(requester.replies.size(), 1); // jobs are always answered
+    QVERIFY(requester.packetables().isEmpty());
 
     const XMLCommServer agent(nullptr);
     QVERIFY(!agent.getDBList(PDT_OUTPUTDB));
-    QVERIFY(!agent.getKXJOBs(key(1, 1)));
+    QVERIFY(!agent.getKXJOBs(KXKEY_ELEMENT{1, 1}));
     QVERIFY(!agent.getBooks(QList<KXKEY_ELEMENT*>()));
+}
+
+// Publications are listed only when there are jobs: an empty list without, as a single reply
+// and in pages alike. (Other empty lists: tst_hostcalls.)
+void TestXmlCommServer::publicationsOnlyWithJobs()
+{
+    for (int pageSize : {0, 3}) {
+        for (const Sample sample : {Sample::Empty, Sample::NoPublications}) {
+            Session session(sample);
+            requestList(session.router, session.first, Publications, pageSize);
+            runUntil();
+            QCOMPARE(session.first.replies.size(), sample == Sample::Empty ? 0 : 1);
+            for (const Reply& r : std::as_const(session.first.replies))
+                QVERIFY(r.packetables.isEmpty() && r.page == (pageSize ? 1 : 0) && !r.more);
+        }
+    }
+}
+
+void TestXmlCommServer::listingsForTwoRequestersTakeTurns()
+{
+    Session s;
+    QStringList order;
+    s.first.onReceive = [&] { order << QStringLiteral("1:%1").arg(s.first.replies.last().page); };
+    s.second.onReceive = [&] { order << QStringLiteral("2:%1").arg(s.second.replies.last().page); };
+    requestList(s.router, s.first, Jobs, 3, 0);
+    requestList(s.router, s.second, Books, 1);
+    runUntil();
+    QCOMPARE(order, QStringList({QStringLiteral("1:1"), QStringLiteral("2:1"), QStringLiteral("1:2"),
+                                 QStringLiteral("2:2"), QStringLiteral("1:3"), QStringLiteral("2:3")}));
+    QCOMPARE(s.first.packetables(), answer(Jobs, 0).value(0).packetables);
+    QCOMPARE(s.second.packetables(), answer(Books, 0).value(0).packetables);
+}
+
+void TestXmlCommServer::repeatedRequestIsAnsweredAfterTheFirst()
+{
+    Session s;
+    requestList(s.router, s.first, Jobs, 4, 0);
+    s.first.onReceive = [&] {
+        if (s.first.replies.size() == 1)
+            requestList(s.router, s.first, Jobs, 4, 0); // the same request again, mid-listing
+    };
+    runUntil();
+    QList<int> pages;
+    for (const Reply& r : std::as_const(s.first.replies))
+        pages << r.page;
+    QCOMPARE(pages, QList<int>({1, 2, 3, 1, 2, 3}));
+    const QStringList single = answer(Jobs, 0).value(0).packetables;
+    QCOMPARE(s.first.packetables(), single + single);
+}
+
+void TestXmlCommServer::pageBuiltAfterThePreviousWasDelivered()
+{
+    Session s;
+    int ticks = 0;
+    QList<int> ticksAtPage;
+    QTimer probe; // fires on every turn of the event loop
+    connect(&probe, &QTimer::timeout, [&] { ++ticks; });
+    probe.start(0);
+    s.first.onReceive = [&] { ticksAtPage << ticks; };
+    requestList(s.router, s.first, Jobs, 1, 0);
+    runUntil([&] { return s.first.replies.size() == 9; });
+    QCOMPARE(ticksAtPage.size(), 9);
+    for (int i = 1; i < ticksAtPage.size(); ++i)
+        QVERIFY2(ticksAtPage[i] > ticksAtPage[i - 1], "two pages in one turn of the event loop");
+}
+
+void TestXmlCommServer::requesterRemovedStopsTheListing()
+{
+    Session s;
+    s.first.onReceive = [&] { s.router.remove(&s.first); };
+    requestList(s.router, s.first, Jobs, 2, 0);
+    requestList(s.router, s.first, Books, 1); // waiting behind the first: dropped too
+    requestList(s.router, s.second, Publications, 1);
+    runUntil();
+    QCOMPARE(s.first.replies.size(), 1);
+    QCOMPARE(s.second.replies.size(), 2);
+    QCOMPARE(s.server->queryCount("getBooks"), 0); // the waiting listing never started
+    // The records the listing never sent are freed: the sanitizer build reports any leak.
+}
+
+void TestXmlCommServer::routerDestroyedDuringListing()
+{
+    const auto server = openSample();
+    auto router = std::make_unique<XMLRouter>(server.get(), nullptr, "router");
+    Requester requester;
+    router->add(&requester);
+    requestList(*router, requester, Publications, 10);
+    requestList(*router, requester, Jobs, 2, 0);
+    // Destroyed from the event loop, after the first listing's only page, while the second
+    // listing holds its records: they go with the comm-server agent.
+    requester.onReceive = [&] { QTimer::singleShot(0, [&] { router.reset(); }); };
+    runUntil();
+    QVERIFY(!router);
+    QCOMPARE(requester.replies.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestXmlCommServer)
