@@ -1,15 +1,12 @@
-// XMLRouter: what the router model (tst_routermodel) cannot express: construction, the
-// broker's ownership and what the router's destruction leaves. Ids, the queue and its
-// duplicate check, delivery, removal notifications and queries are checked by the model.
+// XMLRouter and XMLAgent: what the router model (tst_routermodel) cannot express: an agent
+// joining, the broker's ownership and what the router's destruction leaves. Ids, the queue
+// and its duplicate check, delivery, removal notifications and queries are checked by the model.
 #include "routertesthelpers.h"
-
-#include <kxxml/messaging/xmlagent.h>
-#include <kxxml/messaging/xmlpacket.h>
-#include <kxxml/messaging/xmlrouter.h>
-#include <kxxml/xml/xmlmessage.h>
 
 #include <QPointer>
 #include <QtTest>
+
+#include <memory>
 
 namespace {
 
@@ -40,26 +37,26 @@ class TestXmlRouter : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void construction();
+    void agentsJoin();
     void samePacketSentAgainStaysQueued();
     void broker();
     void destructorOrder();
 };
 
-void TestXmlRouter::construction()
+// An agent has no id and no router until a router adds it; its packets come from its id.
+void TestXmlRouter::agentsJoin()
 {
     XMLRouter router(nullptr, nullptr, "router");
-    QCOMPARE(router.objectName(), QStringLiteral("router"));
-    QVERIFY(router.contains(-1));
-    QCOMPARE(router.getXMLCommServerID(), -1);
-    QCOMPARE(router.getAgentType(-1), 0);
-    QCOMPARE(router.findAgentOfType(0), -1);
-    QCOMPARE(router.getAgentType(42), 5);
     Log log;
-    Agent a(log);
+    Agent a(log, 12);
+    QVERIFY(a.getAgentID() == 0 && !a.router());
     router.add(&a);
     QCOMPARE(a.getAgentID(), 1);
+    QCOMPARE(a.getAgentType(), 12);
     QCOMPARE(a.router(), &router);
+    const std::unique_ptr<XMLPacket> packet(a.getXMLPacket(7));
+    QVERIFY(packet->getSourceAgentID() == 1 && packet->getDestinationAgentID() == 7 && packet->isEmpty());
+    QVERIFY(!TestHelpers::Requester().wantAgentRemovalNotifications()); // unless the agent asks
     router.remove(&a);
 }
 
