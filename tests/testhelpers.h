@@ -1,6 +1,7 @@
 #pragma once
 
-// Helpers shared by the tests: Qt's own writer as an oracle, and XML round trips.
+// Helpers shared by the tests: Qt's own writer as an oracle, XML round trips, and programs run
+// as processes.
 
 #include <cstdio>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 #include <QIODevice>
+#include <QProcess>
 #include <QTextStream>
 
 namespace TestHelpers {
@@ -31,6 +33,32 @@ QByteArray captureStdout(F f)
     close(saved);
     file.seek(0);
     return file.readAll();
+}
+
+/// What a program gave: its exit status (-1 when it did not end normally) and its output.
+struct Run
+{
+    int status = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+/// Runs @p program with @p arguments in @p directory, with @p input on its standard input.
+inline Run runProgram(const QString& program, const QStringList& arguments, const QString& directory,
+                      const QByteArray& input = {},
+                      const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(directory);
+    process.start(program, arguments);
+    if (!process.waitForStarted())
+        return {};
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
 /// The words of @p text, split at blanks: words("a b") is {"a", "b"}; words("") is empty.
@@ -62,6 +90,12 @@ inline QDomElement parseElement(const QString& text, QString* error = nullptr)
         return {};
     }
     return document.documentElement();
+}
+
+/// The document element of UTF-8 @p text; null when it is not well-formed.
+inline QDomElement parseElement(const QByteArray& text)
+{
+    return parseElement(QString::fromUtf8(text));
 }
 
 /// Structural equality of two DOM trees: names, namespaces, attributes (in any order),

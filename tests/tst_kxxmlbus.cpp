@@ -1,8 +1,7 @@
 // The kxxml tool over D-Bus, as processes on a dbus-daemon of the test's own: kxxml serve,
 // kxxml request --bus and kxxml monitor.
 #include "privatebus.h"
-
-#include <kxxml/bus/xmlbusclient.h>
+#include "testhelpers.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -15,22 +14,12 @@
 
 #include <memory>
 
+using namespace TestHelpers;
+
 namespace {
 
 const QString Sample = QStringLiteral("org.kxxml.Test");
 const QString Failing = QStringLiteral("org.kxxml.Failing");
-
-struct Run
-{
-    int status = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-QStringList args(const char* text)
-{
-    return QString::fromUtf8(text).split(QLatin1Char(' '), Qt::SkipEmptyParts);
-}
 
 // The tool's reply with the destination agent's id left out: the one thing that differs
 // between a router of the tool's own and an application's.
@@ -62,9 +51,6 @@ private Q_SLOTS:
     void requests();
     void errors_data();
     void errors();
-    void serveStopsOnSignal_data();
-    void serveStopsOnSignal();
-    void applicationGoesWhileClientWaits();
     void monitor_data();
     void monitor();
     void help_data();
@@ -105,16 +91,10 @@ std::unique_ptr<QProcess> TestKxXmlBus::serve(const QString& name, const QString
 
 Run TestKxXmlBus::run(const QStringList& arguments, bool withBus) const
 {
-    QProcess process;
     QProcessEnvironment environment = bus.environment();
     if (!withBus)
         environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(QStringLiteral(KXXML_TOOL_DATA));
-    process.start(QStringLiteral(KXXML_TOOL), arguments);
-    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
-        return {};
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return runProgram(QStringLiteral(KXXML_TOOL), arguments, QStringLiteral(KXXML_TOOL_DATA), {}, environment);
 }
 
 void TestKxXmlBus::initTestCase()
@@ -127,26 +107,30 @@ void TestKxXmlBus::initTestCase()
     QVERIFY(sampleServer && failingServer);
 }
 
+// kxxml serve stops on SIGINT and on SIGTERM, quietly, and gives its name up.
 void TestKxXmlBus::cleanupTestCase()
 {
-    for (QProcess* server : {sampleServer.get(), failingServer.get()}) {
+    QDBusConnectionInterface* daemon = QDBusConnection::sessionBus().interface();
+    for (auto [server, signalNumber] : {std::pair(sampleServer.get(), SIGINT), std::pair(failingServer.get(), SIGTERM)}) {
         if (!server)
             continue;
-        ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+        ::kill(static_cast<pid_t>(server->processId()), signalNumber);
         QVERIFY(server->waitForFinished(20000));
+        QCOMPARE(server->exitStatus(), QProcess::NormalExit);
         QCOMPARE(server->exitCode(), 0);
+        QCOMPARE(server->readAllStandardError(), QByteArray());
+        QVERIFY(server->readAllStandardOutput().isEmpty()); // the ready line was all
     }
+    QVERIFY(!daemon->isServiceRegistered(Sample) && !daemon->isServiceRegistered(Failing));
 }
 
 void TestKxXmlBus::requests_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("outputs") << args("request outputs");
-    QTest::newRow("publications") << args("request publications");
-    QTest::newRow("books of one database") << args("request books --db b:1");
-    QTest::newRow("jobs including publications") << args("request jobs --include-publications");
-    QTest::newRow("jobs of two databases") << args("request jobs --db a:2 --db a:1");
-    QTest::newRow("jobs in pages") << args("request jobs --include-publications --page-size 3");
+    // The request is made in one place for both routers: what differs is how it travels.
+    QTest::newRow("outputs") << words("request outputs");
+    QTest::newRow("jobs of two databases") << words("request jobs --db a:2 --db a:1 --include-publications");
+    QTest::newRow("jobs in pages") << words("request jobs --include-publications --page-size 3");
 }
 
 // The same bytes as from a router of the tool's own, but for the destination's id.
@@ -171,29 +155,29 @@ void TestKxXmlBus::errors_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<QString>("message"); // a regular expression for the line after "kxxml: "
 
-    QTest::newRow("name not on the bus") << args("request outputs --bus org.kxxml.Nobody") << true << 2
+    QTest::newRow("name not on the bus") << words("request outputs --bus org.kxxml.Nobody") << true << 2
                                          << "^org\\.kxxml\\.Nobody: not on the session bus$";
-    QTest::newRow("owner offers no router") << args("request outputs --bus org.freedesktop.DBus") << true << 2
+    QTest::newRow("owner offers no router") << words("request outputs --bus org.freedesktop.DBus") << true << 2
                                             << "^org\\.freedesktop\\.DBus: offers no kxxml router";
-    QTest::newRow("no bus") << args("request outputs --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
-    QTest::newRow("no reply in time") << args("request outputs --bus org.kxxml.Failing --timeout 1") << true << 1
+    QTest::newRow("no bus") << words("request outputs --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
+    QTest::newRow("no reply in time") << words("request outputs --bus org.kxxml.Failing --timeout 1") << true << 1
                                       << "^org\\.kxxml\\.Failing: no reply to the outputs request "
                                          "\\(nothing within 1 second\\)$";
-    QTest::newRow("dataset and bus") << args("request jobs --bus org.kxxml.Test --dataset small.json") << true << 2
+    QTest::newRow("dataset and bus") << words("request jobs --bus org.kxxml.Test --dataset small.json") << true << 2
                                      << "^request: --dataset and --bus exclude each other";
-    QTest::newRow("trace and bus") << args("request jobs --bus org.kxxml.Test --trace") << true << 2
+    QTest::newRow("trace and bus") << words("request jobs --bus org.kxxml.Test --trace") << true << 2
                                    << "^request: --trace watches the tool's own router";
-    QTest::newRow("timeout alone") << args("request jobs --timeout 3") << true << 2 << "^request: --timeout goes with --bus";
-    QTest::newRow("timeout zero") << args("request jobs --bus org.kxxml.Test --timeout 0") << true << 2
+    QTest::newRow("timeout alone") << words("request jobs --timeout 3") << true << 2 << "^request: --timeout goes with --bus";
+    QTest::newRow("timeout zero") << words("request jobs --bus org.kxxml.Test --timeout 0") << true << 2
                                   << "^request: --timeout '0': expected a number of seconds";
-    QTest::newRow("serve, name taken") << args("serve --bus-name org.kxxml.Test") << true << 2
+    QTest::newRow("serve, name taken") << words("serve --bus-name org.kxxml.Test") << true << 2
                                        << "^the name org\\.kxxml\\.Test is taken on the bus$";
-    QTest::newRow("serve, not a name") << args("serve --bus-name nodots") << true << 2 << "^nodots: ";
-    QTest::newRow("serve, no bus") << args("serve") << false << 2 << "^no session bus: ";
-    QTest::newRow("monitor without bus name") << args("monitor") << true << 2 << "^monitor: missing --bus NAME";
-    QTest::newRow("monitor, name not on the bus") << args("monitor --bus org.kxxml.Nobody") << true << 2
+    QTest::newRow("serve, not a name") << words("serve --bus-name nodots") << true << 2 << "^nodots: ";
+    QTest::newRow("serve, no bus") << words("serve") << false << 2 << "^no session bus: ";
+    QTest::newRow("monitor without bus name") << words("monitor") << true << 2 << "^monitor: missing --bus NAME";
+    QTest::newRow("monitor, name not on the bus") << words("monitor --bus org.kxxml.Nobody") << true << 2
                                                   << "^org\\.kxxml\\.Nobody: not on the session bus$";
-    QTest::newRow("monitor, no bus") << args("monitor --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
+    QTest::newRow("monitor, no bus") << words("monitor --bus org.kxxml.Test") << false << 2 << "^no session bus: ";
 }
 
 void TestKxXmlBus::errors()
@@ -212,58 +196,6 @@ void TestKxXmlBus::errors()
     QVERIFY2(QRegularExpression(message).match(line).hasMatch(), qPrintable(line));
 }
 
-void TestKxXmlBus::serveStopsOnSignal_data()
-{
-    QTest::addColumn<int>("signalNumber");
-    QTest::newRow("SIGINT") << SIGINT;
-    QTest::newRow("SIGTERM") << SIGTERM;
-}
-
-void TestKxXmlBus::serveStopsOnSignal()
-{
-    QFETCH(int, signalNumber);
-    const QString name = QStringLiteral("org.kxxml.Stopping");
-    std::unique_ptr<QProcess> server = serve(name);
-    QVERIFY(server);
-    QDBusConnectionInterface* daemon = QDBusConnection::sessionBus().interface();
-    QVERIFY(daemon->isServiceRegistered(name));
-    ::kill(static_cast<pid_t>(server->processId()), signalNumber);
-    QVERIFY(server->waitForFinished(20000));
-    QCOMPARE(server->exitStatus(), QProcess::NormalExit);
-    QCOMPARE(server->exitCode(), 0);
-    QCOMPARE(server->readAllStandardError(), QByteArray());
-    QVERIFY(server->readAllStandardOutput().isEmpty()); // the ready line was all
-    QVERIFY(!daemon->isServiceRegistered(name));
-}
-
-// The application stops while the tool waits for a reply: the tool ends at once, saying why.
-void TestKxXmlBus::applicationGoesWhileClientWaits()
-{
-    const QString name = QStringLiteral("org.kxxml.Going");
-    std::unique_ptr<QProcess> server = serve(name, QStringLiteral("failing.json"));
-    QVERIFY(server);
-    XMLBusClient watch;
-    QVERIFY(watch.startMonitoring(name));
-    bool registered = false;
-    connect(&watch, &XMLBusClient::trafficReceived, this, [&registered](const QString& line) {
-        registered = registered || line.contains(QStringLiteral(" agent-added "));
-    });
-    std::unique_ptr<QProcess> client = start(args("request outputs --bus org.kxxml.Going --timeout 60"));
-    QTRY_VERIFY_WITH_TIMEOUT(registered, 20000);
-
-    QElapsedTimer clock;
-    clock.start();
-    ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
-    QVERIFY(client->waitForFinished(20000));
-    QVERIFY(clock.elapsed() < 10000);
-    QCOMPARE(client->exitCode(), 1);
-    QCOMPARE(client->readAllStandardError(),
-             QByteArray("kxxml: org.kxxml.Going: no reply to the outputs request "
-                        "(the application withdrew the router)\n"));
-    QVERIFY(server->waitForFinished(20000));
-    QCOMPARE(server->exitCode(), 0);
-}
-
 void TestKxXmlBus::monitor_data()
 {
     QTest::addColumn<bool>("stopTheMonitor"); // else the application goes
@@ -271,19 +203,20 @@ void TestKxXmlBus::monitor_data()
     QTest::newRow("application gone") << false;
 }
 
-// The monitor prints the application's events, in the trace's format, as they happen.
+// The monitor prints the application's events, in the trace's format, as they happen. When
+// the application goes, the monitor and a request waiting for a reply end at once, saying why.
 void TestKxXmlBus::monitor()
 {
     QFETCH(bool, stopTheMonitor);
     const QString name = QStringLiteral("org.kxxml.Watched");
-    std::unique_ptr<QProcess> server = serve(name);
+    std::unique_ptr<QProcess> server = serve(name, QStringLiteral("failing.json")); // answers jobs only
     QVERIFY(server);
     std::unique_ptr<QProcess> monitor = start({QStringLiteral("monitor"), QStringLiteral("--bus"), name});
     QByteArray out;
     // The monitor tells nobody when it is ready: requests until it shows one.
     int id = 0;
     for (int attempt = 0; attempt < 50 && !id; ++attempt) {
-        const Run request = run({QStringLiteral("request"), QStringLiteral("outputs"), QStringLiteral("--bus"), name});
+        const Run request = run({QStringLiteral("request"), QStringLiteral("jobs"), QStringLiteral("--bus"), name});
         QCOMPARE(request.status, 0);
         const int agent = destinations(request.out).value(0);
         const QByteArray added = " agent-added agent=" + QByteArray::number(agent) + " type=100\n";
@@ -311,32 +244,49 @@ void TestKxXmlBus::monitor()
     }
     const QString agent = QString::number(id);
     QCOMPARE(events, (QStringList{QStringLiteral("agent-added agent=%1 type=100").arg(agent),
-                                  QStringLiteral("accepted src=%1 dst=-1 type=1000").arg(agent),
-                                  QStringLiteral("delivered src=%1 dst=-1 type=1000").arg(agent),
+                                  QStringLiteral("accepted src=%1 dst=-1 type=1003").arg(agent),
+                                  QStringLiteral("delivered src=%1 dst=-1 type=1003").arg(agent),
                                   QStringLiteral("accepted src=-1 dst=%1").arg(agent),
                                   QStringLiteral("delivered src=-1 dst=%1").arg(agent),
                                   QStringLiteral("agent-removed agent=%1 type=100").arg(agent)}));
 
-    ::kill(static_cast<pid_t>((stopTheMonitor ? monitor : server)->processId()), stopTheMonitor ? SIGINT : SIGTERM);
-    QVERIFY(monitor->waitForFinished(20000));
-    QCOMPARE(monitor->exitCode(), stopTheMonitor ? 0 : 1);
-    QCOMPARE(monitor->readAllStandardError(),
-             stopTheMonitor ? QByteArray() : QByteArray("kxxml: org.kxxml.Watched: the application withdrew the router\n"));
-    ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+    if (stopTheMonitor) {
+        ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);
+        QVERIFY(monitor->waitForFinished(20000));
+        QCOMPARE(monitor->exitCode(), 0);
+        QCOMPARE(monitor->readAllStandardError(), QByteArray());
+        ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+    } else {
+        std::unique_ptr<QProcess> waiting = start({QStringLiteral("request"), QStringLiteral("outputs"), QStringLiteral("--bus"),
+                                                   name, QStringLiteral("--timeout"), QStringLiteral("60")});
+        QTRY_VERIFY_WITH_TIMEOUT((out += monitor->readAllStandardOutput()).contains(" dst=-1 type=1000 "), 20000);
+        QElapsedTimer clock;
+        clock.start();
+        ::kill(static_cast<pid_t>(server->processId()), SIGTERM);
+        for (QProcess* client : {monitor.get(), waiting.get()}) {
+            QVERIFY(client->waitForFinished(20000));
+            QCOMPARE(client->exitCode(), 1);
+        }
+        QVERIFY(clock.elapsed() < 10000);
+        QCOMPARE(monitor->readAllStandardError(), QByteArray("kxxml: org.kxxml.Watched: the application withdrew the router\n"));
+        QCOMPARE(waiting->readAllStandardError(), QByteArray("kxxml: org.kxxml.Watched: no reply to the outputs request "
+                                                             "(the application withdrew the router)\n"));
+    }
     QVERIFY(server->waitForFinished(20000));
+    QCOMPARE(server->exitCode(), 0);
 }
 
 void TestKxXmlBus::help_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("expected"); // a regular expression
-    QTest::newRow("tool") << args("--help") << "\n  kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]\n(.*\n)*"
+    QTest::newRow("tool") << words("--help") << "\n  kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]\n(.*\n)*"
                                                "  kxxml monitor --bus NAME\n";
-    QTest::newRow("serve") << args("serve --help") << "^Usage: kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]"
+    QTest::newRow("serve") << words("serve --help") << "^Usage: kxxml serve \\[--dataset FILE\\] \\[--bus-name NAME\\]"
                                                       "\n(.*\n)*  --bus-name <NAME> +Publishes under NAME \\(default "
                                                       "org\\.kxxml\\.Demo\\)";
-    QTest::newRow("monitor") << args("monitor --help") << "^Usage: kxxml monitor --bus NAME\n";
-    QTest::newRow("request") << args("request --help") << "\\[--trace \\| --bus NAME \\[--timeout SECONDS\\]\\]"
+    QTest::newRow("monitor") << words("monitor --help") << "^Usage: kxxml monitor --bus NAME\n";
+    QTest::newRow("request") << words("request --help") << "\\[--trace \\| --bus NAME \\[--timeout SECONDS\\]\\]"
                                                           "\n(.*\n)*  --timeout <SECONDS> +With --bus, waits at most";
 }
 
