@@ -172,25 +172,19 @@ void TestKxHostCommServer::queries_data()
     row("output databases", "", "getDBList", PDT_OUTPUTDB, "North,South");
     row("output databases failing", "outputs", "getDBList", PDT_OUTPUTDB, "", true);
     row("output databases, books failing", "books", "getDBList", PDT_OUTPUTDB, "North,South");
-    row("output databases, both failing", "books,outputs", "getDBList", PDT_OUTPUTDB, "", true);
     row("book databases", "", "getDBList", PDT_BOOKDB, "Library");
     row("book databases failing", "books", "getDBList", PDT_BOOKDB, "", true);
     row("book databases, outputs failing", "outputs", "getDBList", PDT_BOOKDB, "Library");
-    row("book databases, both failing", "outputs,books", "getDBList", PDT_BOOKDB, "", true);
     row("no kind of database", "", "getDBList", PDT_JOB, "", true);
     row("jobs", "", "getJobqueue", 1, "Front,Flyer");
     row("jobs, descending", "", "getJobqueue", 1, "Flyer,Front", false, descending);
     row("jobs of another queue", "", "getJobqueue", 1, "Proof", false, SORTORDER_ASCENDING, 5);
-    row("jobs while database lists fail", "outputs,books", "getJobqueue", 1, "Front,Flyer");
     row("database without jobs", "", "getJobqueue", 2, "");
     row("jobs of a book database", "", "getJobqueue", 3, "");
-    row("jobs of no database", "", "getJobqueue", 0, "");
     row("jobs, other sort type", "", "getJobqueue", 1, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
     row("books", "", "getBooks", 0xb, "Atlas,Almanac");
     row("books, descending", "", "getBooks", 0xb, "Almanac,Atlas", false, descending);
-    row("books while database lists fail", "outputs,books", "getBooks", 0xb, "Atlas,Almanac");
     row("books of an output database", "", "getBooks", 0xa, "");
-    row("books of no database", "", "getBooks", 0xc, "");
     row("books, other sort type", "", "getBooks", 0xb, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
 }
 

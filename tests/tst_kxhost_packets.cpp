@@ -192,13 +192,11 @@ private Q_SLOTS:
     void copies();
     void assignAcrossClasses();
     void recordsFromText();
-    void elementAccessors();
     void referenceChains_data();
     void referenceChains();
     void appendAndFree();
     void unlink_data();
     void unlink();
-    void callJournal();
 };
 
 void TestKxHostPackets::adoptedRecordsAreWritten()
@@ -268,17 +266,7 @@ void TestKxHostPackets::adoptingAnotherRecordFreesTheFirst()
     book.setData(data(named<KXBOOK>("A")));
     book.setData(data(named<KXBOOK>("B")));
     QCOMPARE(QByteArray(book.getBook()->name), QByteArray("B"));
-
-    // Records given to one packet in a loop, as a reply builder does.
-    KXJOB* jobs = listOf<KXJOB>("abc");
-    QByteArray written;
-    while (KXJOB* first = jobs) {
-        RemoveItemFromList(jobs, first);
-        job.setName(first->name);
-        job.setData(data(first));
-        written += job.name;
-    }
-    QCOMPARE(written, QByteArray("abc"));
+    // (Records given to one packet in a loop, as a reply builder does: tst_hostcalls.)
 }
 
 void TestKxHostPackets::trimListsAndPageNumber()
@@ -314,7 +302,6 @@ void TestKxHostPackets::recordsThatCannotBeWritten()
 void TestKxHostPackets::copies_data()
 {
     QTest::addColumn<uint>("type");
-    QTest::newRow("section") << 5u;
     QTest::newRow("opaque") << 6u;
     QTest::newRow("database entry") << 8u;
     QTest::newRow("job") << 21u;
@@ -330,7 +317,6 @@ void TestKxHostPackets::copies()
     source->setName("Source");
     source->key = KXKEY_ELEMENT{0x12, 3};
     switch (type) {
-    case PDT_SECTION: QVERIFY(parse(*source, "SI 5\n01 News\nTI 0\n")); break;
     case PDT_DBENTRY: source->setData(data(makeEntry("North", KXKEY_ELEMENT{0x12, 3}, 4, 1))); break;
     case PDT_JOB: source->setData(data(fullJob())); break;
     case PDT_LETTER: QVERIFY(parse(*source, "SI 1F\n10 x\nSL 1\nSI 5\n01 s\nTI 0\nTL 0\nTI 0\n")); break;
@@ -429,24 +415,6 @@ void TestKxHostPackets::recordsFromText()
     QVERIFY(!book.getBook());
 }
 
-void TestKxHostPackets::elementAccessors()
-{
-    KXPacketable job(PDT_JOB);
-    QVERIFY(parse(job, "SI 15\n01 Front\n04 -3\n11 4294967295\n0C FF\nTI 0\n"));
-    QVERIFY(job.hasElement(0x1));
-    QVERIFY(!job.hasElement(0x2));
-    QCOMPARE(QByteArray(job.getText(0x1)), QByteArray("Front"));
-    QVERIFY(!job.getText(0x4)); // a number
-    QVERIFY(!job.getText(0x2)); // absent
-    long long value = 0;
-    QVERIFY(job.getInteger(0x4, value));
-    QCOMPARE(value, -3LL);
-    QVERIFY(job.getInteger(0x11, value));
-    QCOMPARE(value, 4294967295LL);
-    QVERIFY(!job.getInteger(0x1, value));
-    QVERIFY(!job.getInteger(0x3, value));
-}
-
 void TestKxHostPackets::referenceChains_data()
 {
     QTest::addColumn<uint>("type");
@@ -522,25 +490,6 @@ void TestKxHostPackets::unlink()
     checkRemoval<KXDBENTRY>(count, removed, remaining);
     KXDBENTRY* none = nullptr;
     RemoveItemFromList(none, static_cast<KXDBENTRY*>(nullptr));
-}
-
-void TestKxHostPackets::callJournal()
-{
-    // Only calls from outside are recorded: fromPacket's own use of the conversion table is not,
-    // nor the calls made while the journal is off.
-    QVERIFY(!kxhost::CallJournal::isRecording());
-    const auto letter = hosttest::packetOf(PDT_LETTER);
-    KXJOB* none = nullptr;
-    const QStringList calls = hosttest::hostCalls([&] {
-        hosttest::parse(*letter, "SI 1F\n10 x\nTI 0\n");
-        letter->setName("L");
-        AddListList(none, nullptr);
-    });
-    QVERIFY(!kxhost::CallJournal::isRecording());
-    KX_free(nullptr);
-    QCOMPARE(calls, QStringList({QStringLiteral("<1f>.fromPacket(16, false, true)"), QStringLiteral("<1f>.setName(L)"),
-                                 QStringLiteral("AddListList(null, null)")}));
-    QCOMPARE(kxhost::CallJournal::entries().size(), std::size_t(3));
 }
 
 QTEST_APPLESS_MAIN(TestKxHostPackets)

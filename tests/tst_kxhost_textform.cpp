@@ -37,18 +37,6 @@ QByteArray keptText(uint type)
     }
 }
 
-const char jobText[] = "SI 15\n01 Front\n02 Morning Post\n03 7\n04 -3\n05 A 1\n06 3 0 128 255\n"
-                       "07 2 0 65535\n08 1 4294967295\n09 2 0 18446744073709551615\n"
-                       "0A 2 first proof\rsecond\n0B 3 00FF10\n0C DEADBEEF\n0D 1\n0E -5\n"
-                       "0F 1700000000\n10 -2147483648\n11 4294967295\n12 Coated\n13 anything\n"
-                       "SL 1\nSI 5\n01 News\n02 1\n03 8\n04 1 note\nTI 0\nTL 0\nSL 0\nTL 0\nTI 0\n";
-
-const char letterText[] = "SI 1F\n10 Dear sir\n11 A0 2\n12 3 1 2 3\n13 2 first line\rsecond\n"
-                          "14 2 CAFE\n15 18446744073709551615\n16 some text\n17 3 -1 0 2147483647\n"
-                          "18 -9223372036854775808\n19 2 -9223372036854775808 9223372036854775807\n"
-                          "1A extension\n1B Coated\n1C -9223372036854775808\n1D 1 18446744073709551615\n"
-                          "SL 1\nSI 5\n01 A\nTI 0\nTL 0\nSL 2\nSI 5\nTI 0\nSI 5\n01 B\nTI 0\nTL 0\nTI 0\n";
-
 } // namespace
 
 class TestKxHostTextForm : public QObject
@@ -75,8 +63,8 @@ void TestKxHostTextForm::roundTrip_data()
 
     QTest::newRow("section") << 5u << QByteArray("SI 5\n01 News\n02 -2147483648\n03 32767\n04 0 \nTI 0\n");
     QTest::newRow("database entry") << 8u << QByteArray("SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
-    QTest::newRow("job, every tag") << 21u << QByteArray(jobText);
-    QTest::newRow("letter, every tag") << 31u << QByteArray(letterText);
+    QTest::newRow("job, every tag") << 21u << QByteArray(everyJobTag);
+    QTest::newRow("letter, every tag") << 31u << QByteArray(everyLetterTag);
     QTest::newRow("colour profile") << 48u << QByteArray("SI 30\n01 Coated\n02 0 \n03 4.2\nTI 0\n");
     QTest::newRow("book") << 86u << QByteArray("SI 56\n01 Atlas\n02 3 1 2 4294967295\n03 B 1\n04 Coated\nTI 0\n");
     QTest::newRow("empty item") << 31u << QByteArray("SI 1F\nTI 0\n");
