@@ -64,12 +64,9 @@ void TestTypedValues::attributeText_data()
     row("string", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, QStringLiteral("a b")); }, "a b");
     row("int", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, -26); }, "-26");
     row("uint hex", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 0xABCDu, 16); }, "abcd");
-    row("uint max hex", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 0xFFFFFFFFu, 16); }, "ffffffff");
     row("uint decimal", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 42u, 10); }, "42");
     row("true", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, true); }, "1");
     row("false", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, false); }, "0");
-    row("tenth", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 0.1); }, "0.1");
-    row("large double", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 1234567.891); }, "1234567.891");
     row("pi 12 digits", [](QDomElement& e) { XMLObject::setAttribute(e, kKey, 3.14159265358979); }, "3.14159265359");
 }
 
@@ -92,11 +89,9 @@ void TestTypedValues::propertyText_data()
     row("int", [](QDomElement& e) { XMLObject::setProperty(e, kKey, -7); }, "-7");
     row("uint hex", [](QDomElement& e) { XMLObject::setProperty(e, kKey, 0xFF00u, 16); }, "ff00");
     row("bool", [](QDomElement& e) { XMLObject::setProperty(e, kKey, true); }, "1");
-    row("large double 6 digits", [](QDomElement& e) { XMLObject::setProperty(e, kKey, 1234567.891); }, "1.23457e+06");
     row("pi 6 digits", [](QDomElement& e) { XMLObject::setProperty(e, kKey, 3.14159265358979); }, "3.14159");
     row("uint list", [](QDomElement& e) { XMLObject::setProperty(e, kKey, QList<unsigned int>{ 10, 255 }, 16); }, "a ff");
     row("int list negative hex", [](QDomElement& e) { XMLObject::setProperty(e, kKey, QList<int>{ -26, 26 }, 16); }, "-1a 1a");
-    row("empty list", [](QDomElement& e) { XMLObject::setProperty(e, kKey, QList<int>{}, 16); }, "");
 }
 
 void TestTypedValues::propertyText()
@@ -258,7 +253,6 @@ void TestTypedValues::listText_data()
     QTest::addColumn<int>("base");
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QList<int>{} << 16 << "";
-    QTest::newRow("one") << QList<int>{ 255 } << 16 << "ff";
     QTest::newRow("hex") << QList<int>{ 10, 255, 0 } << 16 << "a ff 0";
     QTest::newRow("negative hex") << QList<int>{ -26 } << 16 << "-1a";
     QTest::newRow("int min hex") << QList<int>{ INT_MIN } << 16 << "-80000000";
@@ -341,10 +335,8 @@ void TestTypedValues::strictPropertyLists()
 void TestTypedValues::basesOutsideTwoTo36_data()
 {
     QTest::addColumn<int>("base");
-    QTest::newRow("0") << 0;
     QTest::newRow("1") << 1;
     QTest::newRow("37") << 37;
-    QTest::newRow("-16") << -16;
 }
 
 // Qt's number formatting divides by the base or runs away: such a base writes nothing.

@@ -55,7 +55,6 @@ class TestXmlActionGroup : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void construction();
     void switching_data();
     void switching();
     void checkedActionBySelected_data();
@@ -64,19 +63,6 @@ private Q_SLOTS:
     void approveToggle();
     void membership();
 };
-
-void TestXmlActionGroup::construction()
-{
-    QObject parent;
-    auto* group = new XMLActionGroup(&parent, "modes");
-    QCOMPARE(group->parent(), &parent);
-    QCOMPARE(group->objectName(), QStringLiteral("modes"));
-    XMLAction a;
-    QCOMPARE(group->addAction(nullptr), nullptr);
-    QVERIFY(group->actions().isEmpty());
-    QCOMPARE(group->addAction(&a), &a);
-    QCOMPARE(a.actionGroup(), group);
-}
 
 // Any toggle of a member unchecks every other member in list order, each announcing it once;
 // the group itself switches only unchecked members on.
@@ -194,6 +180,8 @@ void TestXmlActionGroup::approveToggle()
 void TestXmlActionGroup::membership()
 {
     Fixture f;
+    QCOMPARE(f.a.actionGroup(), &f.group);
+    QCOMPARE(f.group.addAction(nullptr), nullptr);
     auto doomed = std::make_unique<XMLAction>();
     f.group.addAction(doomed.get());
     doomed.reset();

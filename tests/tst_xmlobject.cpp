@@ -7,11 +7,6 @@ Q_DECLARE_METATYPE(XMLObject::XMLOBJECT_TYPE)
 
 namespace {
 
-QDomElement childOf(QDomElement& parent, const QString& name)
-{
-    return XMLObject::createElement(parent, name);
-}
-
 QStringList childNames(const QDomElement& parent)
 {
     QStringList names;
@@ -26,7 +21,7 @@ QDomElement mixedParent(QDomDocument& document)
     QDomElement parent = document.createElement(QStringLiteral("body"));
     document.appendChild(parent);
     for (const char* name : { "msg", "action", "ui", "action", "action" })
-        childOf(parent, QLatin1String(name));
+        XMLObject::createElement(parent, QLatin1String(name));
     XMLObject::createTextNodeV(parent, QStringLiteral("action"));
     return parent;
 }
@@ -46,7 +41,6 @@ private Q_SLOTS:
     void setNodeCopies();
     void getNodeCopies();
     void getNodeConstShares();
-    void isXMLPacketableByTagName();
 };
 
 void TestXmlObject::rootNames_data()
@@ -109,8 +103,8 @@ void TestXmlObject::nodesOfType()
     QDomElement empty = document.createElement(QStringLiteral("empty"));
     QVERIFY(!XMLObject::hasNodesOfType(empty, XMLObject::XMLOBJECT_MESSAGE));
     QDomElement outer = document.createElement(QStringLiteral("outer"));
-    QDomElement inner = childOf(outer, QStringLiteral("inner"));
-    childOf(inner, QStringLiteral("msg"));
+    QDomElement inner = XMLObject::createElement(outer, QStringLiteral("inner"));
+    XMLObject::createElement(inner, QStringLiteral("msg"));
     QVERIFY(!XMLObject::hasNodesOfType(outer, XMLObject::XMLOBJECT_MESSAGE));
     QCOMPARE(XMLObject::getNodesOfType(outer, XMLObject::XMLOBJECT_MESSAGE, found), 0);
 }
@@ -135,7 +129,7 @@ void TestXmlObject::setNodeCopies()
     object.setNode(e);
 
     e.setAttribute(QStringLiteral("name"), QStringLiteral("changed"));
-    childOf(e, QStringLiteral("child"));
+    XMLObject::createElement(e, QStringLiteral("child"));
     QCOMPARE(object.toString(), QStringLiteral(" <action name=\"open\"/>\n"));
     // The copy belongs to the object's document but is not in its tree; the previous
     // node stays where it was.
@@ -150,7 +144,7 @@ void TestXmlObject::getNodeCopies()
     QDomElement copy = object.getNode();
     QVERIFY(copy.parentNode().isNull());
     copy.setAttribute(QStringLiteral("msg"), QStringLiteral("x"));
-    childOf(copy, QStringLiteral("y"));
+    XMLObject::createElement(copy, QStringLiteral("y"));
     QCOMPARE(object.toString(), QStringLiteral(" <msg/>\n"));
 }
 
@@ -166,15 +160,6 @@ void TestXmlObject::getNodeConstShares()
     }
     // The element outlives its object in its new tree.
     QCOMPARE(XMLObject::toString(elsewhere), QStringLiteral(" <body>\n  <img name=\"logo\"/>\n </body>\n"));
-}
-
-void TestXmlObject::isXMLPacketableByTagName()
-{
-    QDomDocument document;
-    for (const char* name : { "packetable", "Packetable", "packetables", "p:packetable" }) {
-        const QDomElement e = document.createElement(QLatin1String(name));
-        QCOMPARE(XMLObject::isXMLPacketable(e), qstrcmp(name, "packetable") == 0);
-    }
 }
 
 QTEST_GUILESS_MAIN(TestXmlObject)
