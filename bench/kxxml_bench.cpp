@@ -26,6 +26,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QElapsedTimer>
 #include <QTemporaryFile>
 #include <QTextStream>
@@ -103,28 +104,16 @@ long spawnForPeakRss(const char* const* argv)
 /// the peak of the process it was forked from, and this one has held replies of gigabytes.
 long childPeakRssKib(const std::vector<const char*>& argv)
 {
-    int pipeFds[2];
-    if (pipe(pipeFds) != 0)
+    QStringList arguments = {QStringLiteral("--kx_peak_rss")};
+    for (const char* argument : argv) {
+        if (argument)
+            arguments << QString::fromLocal8Bit(argument);
+    }
+    QProcess helper;
+    helper.start(QStringLiteral("/proc/self/exe"), arguments);
+    if (!helper.waitForFinished(-1) || helper.exitStatus() != QProcess::NormalExit || helper.exitCode() != 0)
         return -1;
-    std::vector<const char*> helper = {"/proc/self/exe", "--kx_peak_rss"};
-    helper.insert(helper.end(), argv.begin(), argv.end());
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
-    posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
-    pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, helper[0], &actions, nullptr, const_cast<char* const*>(helper.data()), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(pipeFds[1]);
-    std::string out;
-    char buffer[64];
-    for (ssize_t n; spawned == 0 && (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;)
-        out.append(buffer, static_cast<size_t>(n));
-    close(pipeFds[0]);
-    int status = 0;
-    if (spawned != 0 || waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return -1;
-    return std::strtol(out.c_str(), nullptr, 10);
+    return helper.readAllStandardOutput().trimmed().toLong();
 }
 
 // ---- Data ----
