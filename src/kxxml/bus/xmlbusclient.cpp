@@ -56,17 +56,9 @@ bool XMLBusClient::registerAgent(const QString& serviceName, int agentType, int 
 {
     if (m_agentID && m_service == serviceName)
         return true;
-    if (!attach(serviceName, timeoutMs))
+    QDBusMessage reply;
+    if (!callRouter(serviceName, QStringLiteral("Register"), agentType, timeoutMs, reply))
         return false;
-    QDBusMessage message = routerCall(QStringLiteral("Register"));
-    message << agentType;
-    const QDBusMessage reply = wait(message, timeoutMs);
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        m_lastError = QDBusError(reply);
-        if (!m_monitoring)
-            detach();
-        return false;
-    }
     m_agentID = reply.arguments().value(0).toInt();
     return true;
 }
@@ -78,8 +70,7 @@ void XMLBusClient::unregisterAgent()
     acknowledge();
     m_connection.send(routerCall(QStringLiteral("Unregister")));
     m_agentID = 0;
-    if (!m_monitoring)
-        detach();
+    detachWhenUnused();
 }
 
 bool XMLBusClient::isRegistered() const
@@ -96,17 +87,9 @@ bool XMLBusClient::startMonitoring(const QString& serviceName, int timeoutMs)
 {
     if (m_monitoring && m_service == serviceName)
         return true;
-    if (!attach(serviceName, timeoutMs))
+    QDBusMessage reply;
+    if (!callRouter(serviceName, QStringLiteral("Monitor"), true, timeoutMs, reply))
         return false;
-    QDBusMessage message = routerCall(QStringLiteral("Monitor"));
-    message << true;
-    const QDBusMessage reply = wait(message, timeoutMs);
-    if (reply.type() != QDBusMessage::ReplyMessage) {
-        m_lastError = QDBusError(reply);
-        if (!m_agentID)
-            detach();
-        return false;
-    }
     m_monitoring = true;
     return true;
 }
@@ -120,8 +103,7 @@ void XMLBusClient::stopMonitoring()
     message << false;
     m_connection.send(message);
     m_monitoring = false;
-    if (!m_agentID)
-        detach();
+    detachWhenUnused();
 }
 
 bool XMLBusClient::isMonitoring() const
@@ -262,6 +244,27 @@ void XMLBusClient::detach()
     m_ackTimer->stop();
     m_unacknowledged = 0;
     m_unacknowledgedBytes = 0;
+}
+
+void XMLBusClient::detachWhenUnused()
+{
+    if (!m_agentID && !m_monitoring)
+        detach();
+}
+
+bool XMLBusClient::callRouter(const QString& serviceName, const QString& method, const QVariant& argument,
+                              int timeoutMs, QDBusMessage& reply)
+{
+    if (!attach(serviceName, timeoutMs))
+        return false;
+    QDBusMessage message = routerCall(method);
+    message << argument;
+    reply = wait(message, timeoutMs);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return true;
+    m_lastError = QDBusError(reply);
+    detachWhenUnused();
+    return false;
 }
 
 void XMLBusClient::leave(const QString& reason)

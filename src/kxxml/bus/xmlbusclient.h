@@ -91,6 +91,12 @@ private Q_SLOTS:
 private:
     bool attach(const QString& serviceName, int timeoutMs);
     void detach();
+    /// Lets go of the application when the client is neither registered nor monitoring.
+    void detachWhenUnused();
+    /// Calls @p method with @p argument on the router of @p serviceName, attaching first; on
+    /// failure keeps the error and lets go of an application no longer used.
+    bool callRouter(const QString& serviceName, const QString& method, const QVariant& argument, int timeoutMs,
+                    QDBusMessage& reply);
     void leave(const QString& reason);
     QDBusMessage routerCall(const QString& method) const;
     QDBusMessage wait(const QDBusMessage& message, int timeoutMs);
