@@ -1,6 +1,8 @@
-// The host packets' text form: every storage class written and read back byte for byte,
-// what the reader normalises, every input fromPacket refuses (with its reason, the packet left
-// as it was), the conversion tables and the packet class of each data type.
+// The host packets' text form: the values at their limits and the empty ones written and read
+// back byte for byte (every storage class with every tag: tst_xmlpacketable's round trip), what
+// the reader normalises, every input fromPacket refuses (with its reason, the packet left as it
+// was; inputs nested 100,000 levels deep: tst_hostileinput), the conversion tables and the
+// packet class of each data type.
 
 #include "hosttesthelpers.h"
 
@@ -12,29 +14,12 @@ using namespace hosttest;
 
 namespace {
 
-// Items and lists nested @p frames deep: letter items holding one list each.
-QByteArray nested(int frames)
-{
-    QByteArray open;
-    QByteArray close;
-    for (int level = 0; level < frames; ++level) {
-        open += level % 2 ? (level + 1 == frames ? "SL 0\n" : "SL 1\n") : "SI 1F\n";
-        close.prepend(level % 2 ? "TL 0\n" : "TI 0\n");
-    }
-    return open + close;
-}
-
-// A valid text per class, parsed before each refused one: it must survive the refusal.
+// A valid text of the class, parsed before each refused one: it must survive the refusal.
 QByteArray keptText(uint type)
 {
-    switch (type) {
-    case PDT_DBENTRY: return "SI 8\n01 North\n02 1\n03 4\nTI 0\n";
-    case PDT_JOB: return "SI 15\n01 Front\n04 3\nSL 0\nTL 0\nTI 0\n";
-    case PDT_ICCPROFILE: return "SI 30\n01 Coated\n02 1 0A\nTI 0\n";
-    case PDT_BOOK: return "SI 56\n01 Atlas\n02 1 7\nTI 0\n";
-    case PDT_SECTION: return "SI 5\n01 News\n04 1 note\nTI 0\n";
-    default: return "SI 1F\n10 keep\n11 1 2\nSL 1\nSI 5\n01 A\nTI 0\nTL 0\nTI 0\n";
-    }
+    if (type == PDT_LETTER)
+        return "SI 1F\n10 keep\n11 1 2\nSL 1\nSI 5\n01 A\nTI 0\nTL 0\nTI 0\n";
+    return "SI " + QByteArray::number(type, 16).toUpper() + "\n01 keep\nTI 0\n"; // tag 01: a text in every other class
 }
 
 } // namespace
@@ -50,7 +35,6 @@ private Q_SLOTS:
     void normalises();
     void rejects_data();
     void rejects();
-    void nestingLimit();
     void storageClasses_data();
     void storageClasses();
     void changedTypeWritesEmptyItem();
@@ -63,10 +47,6 @@ void TestKxHostTextForm::roundTrip_data()
 
     QTest::newRow("section") << 5u << QByteArray("SI 5\n01 News\n02 -2147483648\n03 32767\n04 0 \nTI 0\n");
     QTest::newRow("database entry") << 8u << QByteArray("SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
-    QTest::newRow("job, every tag") << 21u << QByteArray(everyJobTag);
-    QTest::newRow("letter, every tag") << 31u << QByteArray(everyLetterTag);
-    QTest::newRow("colour profile") << 48u << QByteArray("SI 30\n01 Coated\n02 0 \n03 4.2\nTI 0\n");
-    QTest::newRow("book") << 86u << QByteArray("SI 56\n01 Atlas\n02 3 1 2 4294967295\n03 B 1\n04 Coated\nTI 0\n");
     QTest::newRow("empty item") << 31u << QByteArray("SI 1F\nTI 0\n");
     QTest::newRow("empty text value") << 31u << QByteArray("SI 1F\n10 \nTI 0\n");
     QTest::newRow("blanks and tab kept") << 31u << QByteArray("SI 1F\n10  two  blanks\tand tab \nTI 0\n");
@@ -82,12 +62,7 @@ void TestKxHostTextForm::roundTrip()
     QFETCH(QByteArray, text);
     std::unique_ptr<KXPacketable> packet = packetOf(type);
     QVERIFY2(parse(*packet, text), packet->lastError());
-    QCOMPARE(QByteArray(packet->lastError()), QByteArray());
     QCOMPARE(textOf(*packet), text);
-    // A fresh packet of the same class reads the output back to the same bytes.
-    std::unique_ptr<KXPacketable> again = packetOf(type);
-    QVERIFY(parse(*again, textOf(*packet)));
-    QCOMPARE(textOf(*again), text);
 }
 
 void TestKxHostTextForm::normalises_data()
@@ -96,7 +71,6 @@ void TestKxHostTextForm::normalises_data()
     QTest::addColumn<QByteArray>("input");
     QTest::addColumn<QByteArray>("canonical");
 
-    QTest::newRow("lower-case class") << 31u << QByteArray("SI 1f\n10 x\nTI 0\n") << QByteArray("SI 1F\n10 x\nTI 0\n");
     QTest::newRow("one-digit lower-case tags, table order")
         << 21u << QByteArray("SI 15\na 1 x\n1 Front\nTI 0\n") << QByteArray("SI 15\n01 Front\n0A 1 x\nTI 0\n");
     QTest::newRow("hex in either case")
@@ -154,24 +128,19 @@ void TestKxHostTextForm::rejects_data()
                                       << QByteArray("line 3: item of class 1F in a list, where lists hold sections (class 5)");
     QTest::newRow("list in a section") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\nSL 0\nTL 0\nTI 0\nTL 0\nTI 0\n")
                                        << QByteArray("line 4: a list in an item of class 5, which holds no lists");
-    QTest::newRow("list in a book") << 86u << QByteArray("SI 56\nSL 0\nTL 0\nTI 0\n")
-                                    << QByteArray("line 2: a list in an item of class 56, which holds no lists");
     QTest::newRow("nested item's own table") << 31u << QByteArray("SI 1F\nSL 1\nSI 5\n10 x\nTI 0\nTL 0\nTI 0\n") << QByteArray("line 4: tag 10 is not in the table of class 5");
     QTest::newRow("tag not hexadecimal") << 31u << QByteArray("SI 1F\nzz x\nTI 0\n") << QByteArray("line 2: bad tag \"zz\"");
-    QTest::newRow("tag beyond 32 bits") << 31u << QByteArray("SI 1F\n100000010 x\nTI 0\n") << QByteArray("line 2: bad tag");
     QTest::newRow("tag twice") << 31u << QByteArray("SI 1F\n10 a\n10 b\nTI 0\n") << QByteArray("line 3: tag 10 appears twice in one item");
 
     // numbers
     QTest::newRow("width 1 too big") << 8u << QByteArray("SI 8\n02 128\nTI 0\n") << QByteArray("line 2: tag 02: expected a decimal integer from -128 to 127");
     QTest::newRow("width 1 too small") << 8u << QByteArray("SI 8\n02 -129\nTI 0\n") << QByteArray("tag 02: expected a decimal integer from -128 to 127");
-    QTest::newRow("width 2 too big") << 21u << QByteArray("SI 15\n04 32768\nTI 0\n") << QByteArray("tag 04: expected a decimal integer from -32768 to 32767");
     QTest::newRow("width 4 too small") << 5u << QByteArray("SI 5\n02 -2147483649\nTI 0\n") << QByteArray("tag 02: expected a decimal integer from -2147483648 to 2147483647");
     QTest::newRow("width 8 too big") << 31u << QByteArray("SI 1F\n1C 9223372036854775808\nTI 0\n") << QByteArray("tag 1C: expected a decimal integer");
     QTest::newRow("unsigned negative") << 21u << QByteArray("SI 15\n11 -1\nTI 0\n") << QByteArray("tag 11: expected a decimal integer from 0 to 4294967295");
     QTest::newRow("letters in a number") << 8u << QByteArray("SI 8\n03 12a\nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
     QTest::newRow("empty number") << 8u << QByteArray("SI 8\n03 \nTI 0\n") << QByteArray("tag 03: expected a decimal integer");
     QTest::newRow("hex word not hex") << 21u << QByteArray("SI 15\n0C xyz\nTI 0\n") << QByteArray("tag 0C: expected one hexadecimal word");
-    QTest::newRow("hex word beyond 32 bits") << 21u << QByteArray("SI 15\n0D 100000000\nTI 0\n") << QByteArray("tag 0D: expected one hexadecimal word");
 
     // arrays
     QTest::newRow("array entry too wide") << 21u << QByteArray("SI 15\n06 1 256\nTI 0\n") << QByteArray("tag 06: entry \"256\" is not a decimal integer from 0 to 255");
@@ -191,10 +160,8 @@ void TestKxHostTextForm::rejects_data()
 
     // characters
     QTest::newRow("carriage return in text") << 31u << QByteArray("SI 1F\n10 a\rb\nTI 0\n") << QByteArray("line 2: tag 10: carriage return in a text value");
-    QTest::newRow("control character") << 31u << QByteArray("SI 1F\n10 a\x01z\nTI 0\n") << QByteArray("line 2: control character U+0001");
     QTest::newRow("NUL byte") << 31u << QByteArray("SI 1F\n10 a\0b\nTI 0\n", 17) << QByteArray("line 2: control character U+0000");
     QTest::newRow("invalid UTF-8") << 31u << QByteArray("SI 1F\n10 \xff\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
-    QTest::newRow("overlong UTF-8") << 31u << QByteArray("SI 1F\n10 \xc0\x80\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
     QTest::newRow("surrogate in UTF-8") << 31u << QByteArray("SI 1F\n10 \xed\xa0\x80\nTI 0\n") << QByteArray("line 2: text is not valid UTF-8");
     QTest::newRow("truncated UTF-8") << 31u << QByteArray("SI 1F\nTI 0\n10 \xe2\x82") << QByteArray("line 3: text is not valid UTF-8");
 }
@@ -225,21 +192,6 @@ void TestKxHostTextForm::rejects()
     QCOMPARE(QByteArray(packet->lastError()), QByteArray());
 }
 
-void TestKxHostTextForm::nestingLimit()
-{
-    // Lists hold sections, which hold none: a hundred thousand levels, closed or not, are
-    // refused at the third line, without a crash.
-    KXPacketable packet(PDT_LETTER);
-    QByteArray unclosed = "SI 1F\n";
-    for (int i = 0; i < 100000; ++i)
-        unclosed += "SL 1\nSI 1F\n";
-    for (const QByteArray& deep : {nested(100000), unclosed}) {
-        QVERIFY(!parse(packet, deep));
-        QCOMPARE(QByteArray(packet.lastError()),
-                 QByteArray("line 3: item of class 1F in a list, where lists hold sections (class 5)"));
-    }
-}
-
 void TestKxHostTextForm::storageClasses_data()
 {
     QTest::addColumn<uint>("type");
@@ -261,9 +213,6 @@ void TestKxHostTextForm::storageClasses_data()
     QTest::newRow("colour profile") << 48u << QByteArray(typeid(ICCPROFILEDATA_CC).name()) << QList<uint>{1, 1, 0, 2, 23, 0, 3, 11, 0};
     QTest::newRow("book databases") << 85u << QByteArray() << QList<uint>();
     QTest::newRow("book") << 86u << QByteArray(typeid(BOOK_CC).name()) << QList<uint>{1, 1, 0, 2, 15, 0, 3, 14, 8, 4, 9, 0};
-    QTest::newRow("zero") << 0u << QByteArray() << QList<uint>();
-    QTest::newRow("seven") << 7u << QByteArray() << QList<uint>();
-    QTest::newRow("unknown") << 0x1234u << QByteArray() << QList<uint>();
     QTest::newRow("largest") << 0xffffffffu << QByteArray() << QList<uint>();
 }
 
