@@ -290,11 +290,11 @@ void TestXMLPacketable::roundTrip()
 void TestXMLPacketable::cachedPacket()
 {
     XMLPacketable xml;
-    xml.setData(parseElement(QStringLiteral("<packetable datatype=\"5\" name=\"S\"><item datatype=\"5\"><_1 value=\"News\"/></item></packetable>")));
+    xml.setData(parseElement(QStringLiteral("<packetable datatype=\"5\" name=\"S\" key=\"7\"><item datatype=\"5\"><_1 value=\"News\"/></item></packetable>")));
     const KXPacketable* cached = xml.getDataConst();
     QVERIFY(cached && xml.getDataConst() == cached);
     QCOMPARE(textOf(*cached), QByteArray("SI 5\n01 News\nTI 0\n"));
-    QCOMPARE(cached->key.key, 0u); // no valid key in the XML: the packet keeps its own
+    QCOMPARE(cached->key.key, 0u); // a half key in the XML: the packet keeps its own
     xml.setName(QStringLiteral("Other")); // the setters keep the cache as it was built
     QCOMPARE(QByteArray(xml.getDataConst()->name), QByteArray("S"));
     const std::unique_ptr<KXPacketable> copy(xml.getData());
