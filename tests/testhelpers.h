@@ -77,18 +77,12 @@ inline QString qtText(const QDomNode& node)
 }
 
 /// Parses @p text as a document (namespace processing on) and returns its document element;
-/// a null element, with the parser's message in @p error, when it is not well-formed.
-inline QDomElement parseElement(const QString& text, QString* error = nullptr)
+/// a null element when it is not well-formed.
+inline QDomElement parseElement(const QString& text)
 {
     QDomDocument document;
-    QString message;
-    int line = 0;
-    int column = 0;
-    if (!document.setContent(text, true, &message, &line, &column)) {
-        if (error)
-            *error = QStringLiteral("%1 at %2:%3").arg(message).arg(line).arg(column);
+    if (!document.setContent(text, true))
         return {};
-    }
     return document.documentElement();
 }
 

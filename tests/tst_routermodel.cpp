@@ -23,15 +23,10 @@ namespace {
 
 class Sequence;
 
-/// What the router did, as the agents saw it: a delivery or a removal notification.
-struct Event
-{
-    bool delivery;
-    int agent;  // the agent's id
-    int value;  // delivery: the packet's serial; notification: the id that is gone
-    bool operator==(const Event& o) const { return delivery == o.delivery && agent == o.agent && value == o.value; }
-    QString text() const { return QStringLiteral("%1 %2 %3").arg(QLatin1String(delivery ? "receive" : "removed")).arg(agent).arg(value); }
-};
+/// What the router did, as the agents saw it: "receive 3 7" (agent 3 received the packet of
+/// serial 7), "removed 3 9" (agent 3 heard that 9 is gone).
+QString receipt(int agent, int serial) { return QStringLiteral("receive %1 %2").arg(agent).arg(serial); }
+QString removal(int agent, int gone) { return QStringLiteral("removed %1 %2").arg(agent).arg(gone); }
 
 class Agent : public XMLAgent
 {
@@ -66,6 +61,7 @@ struct ModelPacket
     int source;
     int destination;
     int word;
+    bool sameContent(const ModelPacket& o) const { return source == o.source && destination == o.destination && word == o.word; }
 };
 
 /// One random sequence: the router, the model of it, and the agents both know.
@@ -116,7 +112,7 @@ public:
         // The destructor announces the comm-server agent's removal to every listener.
         for (const auto& [key, agent] : registry) {
             if (agent->wantAgentRemovalNotifications())
-                expected.push_back({false, idOf.at(agent), -1});
+                expected.push_back(removal(idOf.at(agent), -1));
         }
         trace << QStringLiteral("destroy the router");
         router.reset();
@@ -129,7 +125,7 @@ public:
     {
         const auto known = serials.find(packet);
         const int serial = known == serials.end() ? -1 : known->second;
-        observe({true, agent->getAgentID(), serial});
+        observe(receipt(agent->getAgentID(), serial));
         if (known != serials.end()) {
             const ModelPacket& sent = packets.at(serial);
             checkWatched(QStringLiteral("delivered %1->%2 #%3").arg(sent.source).arg(sent.destination).arg(serial),
@@ -156,7 +152,7 @@ public:
 
     void notified(Agent* agent, int gone)
     {
-        observe({false, agent->getAgentID(), gone});
+        observe(removal(agent->getAgentID(), gone));
         // An undeliverable packet is deleted before it is announced.
         for (const int serial : undeliverable)
             check(destroyed.count(serial) > 0, QStringLiteral("packet %1 announced before it was deleted").arg(serial));
@@ -262,7 +258,7 @@ private:
             dropped.insert(serial);
             fate = QStringLiteral("dropped: unregistered source");
             event = QStringLiteral("refused unregistered");
-        } else if (!queue.empty() && sameContent(packets.at(queue.back()), packets.at(serial))) {
+        } else if (!queue.empty() && packets.at(queue.back()).sameContent(packets.at(serial))) {
             dropped.insert(serial);
             fate = QStringLiteral("dropped: repeats packet %1").arg(queue.back());
             event = QStringLiteral("refused repetition");
@@ -345,7 +341,7 @@ private:
             queue.pop_front();
             const auto it = registry.find(p.destination);
             if (it != registry.end()) {
-                expected.push_back({true, idOf.at(it->second), p.serial});
+                expected.push_back(receipt(idOf.at(it->second), p.serial));
             } else if (p.destination == -1) {
                 check(false, QStringLiteral("the model never sends to the comm-server agent"));
             } else {
@@ -359,30 +355,30 @@ private:
     {
         for (const auto& [key, agent] : registry) {
             if (agent->wantAgentRemovalNotifications() && idOf.at(agent) != gone)
-                expected.push_back({false, idOf.at(agent), gone});
+                expected.push_back(removal(idOf.at(agent), gone));
         }
     }
 
-    void observe(const Event& event)
+    void observe(const QString& event)
     {
         if (!failure.isEmpty())
             return;
         if (running)
             advance();
         if (expected.empty()) {
-            check(false, QStringLiteral("unexpected: ") + event.text());
+            check(false, QStringLiteral("unexpected: ") + event);
             return;
         }
-        const Event want = expected.front();
+        const QString want = expected.front();
         expected.pop_front();
-        trace << QStringLiteral("  ") + event.text();
-        check(want == event, QStringLiteral("expected %1, got %2").arg(want.text(), event.text()));
+        trace << QStringLiteral("  ") + event;
+        check(want == event, QStringLiteral("expected %1, got %2").arg(want, event));
     }
 
     void checkNothingExpected(const QString& after)
     {
         if (!expected.empty())
-            check(false, QStringLiteral("after %1, still expected: %2").arg(after, expected.front().text()));
+            check(false, QStringLiteral("after %1, still expected: %2").arg(after, expected.front()));
     }
 
     void checkQueries()
@@ -412,11 +408,6 @@ private:
             check(router->findAgentOfType(type) == (ids.empty() ? 0 : ids.front()),
                   QStringLiteral("findAgentOfType(%1) is wrong").arg(type));
         }
-    }
-
-    static bool sameContent(const ModelPacket& a, const ModelPacket& b)
-    {
-        return a.source == b.source && a.destination == b.destination && a.word == b.word;
     }
 
     int randomSource()
@@ -460,7 +451,7 @@ private:
     std::map<XMLPacket*, int> serials;
     std::set<int> destroyed, dropped, undeliverable;
     std::map<Agent*, int> idOf;     // each agent's current id
-    std::deque<Event> expected;
+    std::deque<QString> expected;   // what the agents are to see next
     bool running = false;
     // The observer's view.
     quint64 lastNumber = 0;

@@ -98,9 +98,6 @@ private Q_SLOTS:
 void TestXMLPacketable::namesAndMetadata()
 {
     QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(0x1a2), QStringLiteral("_1a2"));
-    QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(0), QStringLiteral("_0"));
-    QCOMPARE(XMLPacketable::getXMLTagNameFromDATATAG(-0x1a), QStringLiteral("_-1a"));
-    QCOMPARE(XMLPacketable::getDATATAGFromXMLTagName(QStringLiteral("list")), QStringLiteral("ist"));
 
     XMLPacketable p;
     QVERIFY(p.getName().isEmpty() && !p.isCurrent() && p.getDBkey().key == 0 && p.getType() == 0);
@@ -113,10 +110,6 @@ void TestXMLPacketable::namesAndMetadata()
              QStringLiteral("packetable[datatype=1f,hkey=3,is_current=1,is_replacement=1,key=12,name=Letter]"));
     p.clearReplacement();
     QVERIFY(!p.isReplacement());
-    const QDomElement other = parseElement(QStringLiteral("<packetable datatype=\"56\" key=\"ffffffff\" hkey=\"zz\"/>"));
-    QCOMPARE(XMLPacketable::getType(other), PDT_BOOK);
-    QCOMPARE(XMLPacketable::getDBkey(other).key, 0xffffffffu);
-    QCOMPARE(XMLPacketable::getDBkey(other).hkey, 0u);
 }
 
 void TestXMLPacketable::builders_data()
@@ -235,7 +228,6 @@ void TestXMLPacketable::toPacket_data()
         << "12 2 1 2\n13 2 a b\rc\n17 b 1 1 1 1 1 1 1 1 1 1 1\n";
     QTest::newRow("no data tags, unknown tags, first character unchecked")
         << "<item datatype=\"1f\"><value/><_zz value=\"b\"/><_99 value=\"c\"/><_1a value=\"d\"/><x10 value=\"ok\"/></item>" << "10 ok\n";
-    QTest::newRow("codes 10 and 26 left out") << "<item datatype=\"15\"><_c value=\"1\"/><_d value=\"2\"/></item>" << "";
     QTest::newRow("item of class 6 or without table")
         << "<p><item datatype=\"6\"><_10 value=\"a\"/></item><item datatype=\"63\"><_1 value=\"a\"/></item></p>" << "SI 6\nTI 0\nSI 63\nTI 0\n";
 }
@@ -249,24 +241,17 @@ void TestXMLPacketable::toPacket()
 
 void TestXMLPacketable::nestingLimit()
 {
-    // At the limit every level is built and written back.
-    XMLPacketable limit;
-    built(limit, nestedText(XMLPacketable::MaxNesting));
-    QDomElement root = limit.getNodeConst();
-    QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
-    QCOMPARE(XMLPacketable::toPacket(root), nestedText(XMLPacketable::MaxNesting));
-
-    // Deeper levels are read through without building, and the outer item goes on after
-    // them. (A hundred thousand levels, and XML deeper than the limit: tst_hostileinput.)
-    QString deep = nestedText(1000);
-    deep.insert(deep.size() - 5, QStringLiteral("10 after\n"));
+    // Levels deeper than the limit are read through without building, and the outer item goes
+    // on after them; every level built is written back. (A hundred thousand levels, and XML
+    // deeper than the limit: tst_hostileinput.)
+    auto withAfter = [](QString text) { return text.insert(text.size() - 5, QStringLiteral("10 after\n")); };
     uint stop = 0;
     XMLPacketable deeper;
-    built(deeper, deep, &stop);
-    root = deeper.getNodeConst();
+    built(deeper, withAfter(nestedText(1000)), &stop);
+    const QDomElement root = deeper.getNodeConst();
     QCOMPARE(stop, uint(2001));
     QCOMPARE(depthBelow(root), XMLPacketable::MaxNesting);
-    QCOMPARE(shape(root.firstChild().lastChild()), QStringLiteral("_10[value=after]"));
+    QCOMPARE(XMLPacketable::toPacket(root), withAfter(nestedText(XMLPacketable::MaxNesting)));
 }
 
 void TestXMLPacketable::roundTrip_data()
@@ -275,17 +260,12 @@ void TestXMLPacketable::roundTrip_data()
     QTest::addColumn<QByteArray>("text");     // as the host writes it
     QTest::addColumn<QByteArray>("expected"); // as the host writes the packet rebuilt from XML
     auto same = [](const char* name, uint type, const QByteArray& text) { QTest::newRow(name) << type << text << text; };
-    same("section", 5, "SI 5\n01 News\n02 -2147483648\n03 32767\n04 1 note\nTI 0\n");
     same("database entry", 8, "SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
     same("colour profile", 48, "SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n");
     same("book, count above 9", 86, "SI 56\n01 Atlas\n02 B 1 2 3 4 5 6 7 8 9 10 4294967295\n03 B 1\n04 Coated\nTI 0\n");
     QTest::newRow("job: codes 10, 26 and 48 missing") << 21u << QByteArray(hosttest::everyJobTag)
                                                       << QByteArray(hosttest::everyJobTag).replace("0C DEADBEEF\n0D 1\n", "").replace("13 anything\n", "");
     QTest::newRow("letter: code 40 missing") << 31u << QByteArray(hosttest::everyLetterTag) << QByteArray(hosttest::everyLetterTag).replace("1A extension\n", "");
-    QTest::newRow("empty simple values dropped") << 31u << QByteArray("SI 1F\n10 \n11 A0 2\n14 0 \n16 \nTI 0\n")
-                                                 << QByteArray("SI 1F\n11 A0 2\n14 0 \nTI 0\n");
-    QTest::newRow("an empty string loses the strings (deliberate)") << 5u << QByteArray("SI 5\n04 3 \r\rc\nTI 0\n")
-                                                                    << QByteArray("SI 5\n04 0 \nTI 0\n");
 }
 
 void TestXMLPacketable::roundTrip()
@@ -310,11 +290,11 @@ void TestXMLPacketable::roundTrip()
 void TestXMLPacketable::cachedPacket()
 {
     XMLPacketable xml;
-    xml.setData(parseElement(QStringLiteral("<packetable datatype=\"5\" name=\"S\"><item datatype=\"5\"><_1 value=\"News\"/></item></packetable>")));
+    xml.setData(parseElement(QStringLiteral("<packetable datatype=\"5\" name=\"S\" key=\"7\"><item datatype=\"5\"><_1 value=\"News\"/></item></packetable>")));
     const KXPacketable* cached = xml.getDataConst();
     QVERIFY(cached && xml.getDataConst() == cached);
     QCOMPARE(textOf(*cached), QByteArray("SI 5\n01 News\nTI 0\n"));
-    QCOMPARE(cached->key.key, 0u); // no valid key in the XML: the packet keeps its own
+    QCOMPARE(cached->key.key, 0u); // a half key in the XML: the packet keeps its own
     xml.setName(QStringLiteral("Other")); // the setters keep the cache as it was built
     QCOMPARE(QByteArray(xml.getDataConst()->name), QByteArray("S"));
     const std::unique_ptr<KXPacketable> copy(xml.getData());
@@ -387,7 +367,6 @@ void TestXMLPacketable::appendToPacket()
     XMLPacket packet;
     const QDomElement plain = packet.append(*letter, false);
     const QDomElement current = packet.append(*letter, true);
-    packet.appendV(*letter, false);
     // The layout of a letter, element for element.
     const QString expected = QStringLiteral(
         "packetable[datatype=1f,hkey=3,key=12,name=Letter]{item[datatype=1F]{_10[value=Dear sir]_11[hkey=2,key=A0]"
@@ -395,20 +374,6 @@ void TestXMLPacketable::appendToPacket()
         "list[size=2]{item[datatype=5]{_1[value=A]}item[datatype=5]{_1[value=B]}}}}");
     QCOMPARE(shape(plain), expected);
     QCOMPARE(shape(current), QString(expected).replace(QLatin1String("hkey=3,"), QLatin1String("hkey=3,is_current=1,")));
-    QCOMPARE(shape(plain.parentNode().lastChild()), expected); // the same packet twice: equal elements
-
-    // A job, from its record. (A database entry, named after its record: setDataOfPackets.)
-    KXJOB* job = static_cast<KXJOB*>(std::calloc(1, sizeof(KXJOB)));
-    job->name = strdup("Front");
-    job->key = KXKEY_ELEMENT{0x100, 1};
-    job->dbKey = KXKEY_ELEMENT{0xa, 1};
-    job->sections = static_cast<KXSECTION*>(std::calloc(1, sizeof(KXSECTION)));
-    job->sections->title = strdup("News");
-    KXJOB_CC jobPacket;
-    jobPacket.setData(reinterpret_cast<unsigned char*>(job));
-    QCOMPARE(shape(packet.append(jobPacket, false)),
-             QStringLiteral("packetable[datatype=15,hkey=1,key=100]{item[datatype=15]{_1[value=Front]_4[value=0]"
-                            "_5[hkey=1,key=A]list[size=1]{item[datatype=5]{_1[value=News]_2[value=0]_3[value=0]}}}}"));
 }
 
 QTEST_GUILESS_MAIN(TestXMLPacketable)

@@ -219,11 +219,6 @@ void TestXmlWriter::matchesQt_data()
         return e;
     }) << QStringLiteral(" <e Alpha=\"ALPHA\" alpha=\"ALPHA\" beta=\"BETA\" mid=\"MID\" zeta=\"ZETA\"/>\n");
 
-    QTest::newRow("attribute escaping") << Builder([](QDomDocument& d) -> QDomNode {
-        QDomElement a = element(d, QStringLiteral("a"));
-        a.setAttribute(QStringLiteral("v"), kSpecials);
-        return a;
-    }) << QString();
     QTest::newRow("text outside an element") << Builder([](QDomDocument& d) -> QDomNode { return d.createTextNode(kSpecials); }) << QString();
     QTest::newRow("prefixed namespaces") << Builder([](QDomDocument& d) -> QDomNode {
         QDomElement a = d.createElementNS(QStringLiteral("urn:a"), QStringLiteral("p:a"));
@@ -240,14 +235,6 @@ void TestXmlWriter::matchesQt_data()
         d.appendChild(a);
         element(d, QStringLiteral("ui"), a);
         return a;
-    }) << QString();
-    QTest::newRow("document") << Builder([](QDomDocument& d) -> QDomNode {
-        d.appendChild(d.createProcessingInstruction(QStringLiteral("xml"), QStringLiteral("version=\"1.0\"")));
-        d.appendChild(d.createComment(QStringLiteral("top")));
-        QDomElement a = element(d, QStringLiteral("a"));
-        a.setAttribute(QStringLiteral("k"), QStringLiteral("v"));
-        element(d, QStringLiteral("b"), a).appendChild(d.createTextNode(QStringLiteral("t")));
-        return d;
     }) << QString();
     QTest::newRow("parsed document with doctype") << Builder([](QDomDocument& d) -> QDomNode {
         d.setContent(QStringLiteral("<?xml version=\"1.0\"?><!DOCTYPE r><r>\n <x a=\"1\">t</x>\n</r>"));
@@ -344,12 +331,9 @@ void TestXmlWriter::deepTreeWithoutRecursion()
     document.appendChild(top);
 
     const QString text = XMLObject::toString(top);
-    QCOMPARE(text.count(QLatin1String("<d>t")), depth - 1);
-    QCOMPARE(text.count(QLatin1String("u</d>")), depth - 1);
-    QVERIFY(text.startsWith(QLatin1String(" <d>t<d>t<d>")));
-    QVERIFY(text.contains(QLatin1String("<d>t<d/>u</d>u</d>")));
-    QVERIFY(text.endsWith(QLatin1String("u</d>u</d>\n")));
-    QCOMPARE(text.size(), qsizetype(1 + 9 * (depth - 1) + 4 + 1));
+    const QString expected = QLatin1Char(' ') + QStringLiteral("<d>t").repeated(depth - 1) + QStringLiteral("<d/>")
+                             + QStringLiteral("u</d>").repeated(depth - 1) + QLatin1Char('\n');
+    QVERIFY2(text == expected, qPrintable(text.left(40) + QStringLiteral("...") + text.right(40)));
 
     // Qt's DOM destroys nodes recursively: take the tree apart from the top down, so that
     // each node goes on its own (Qt's removeChild walks the parent's ancestors).
