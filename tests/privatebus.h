@@ -15,7 +15,6 @@
 class PrivateBus
 {
 public:
-    PrivateBus() = default;
     ~PrivateBus()
     {
         if (m_daemon.state() == QProcess::NotRunning)
@@ -25,8 +24,6 @@ public:
             m_daemon.kill();
         m_daemon.waitForFinished(5000);
     }
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
 
     /// Starts the daemon and reads its address; false with @p error when it cannot.
     bool start(const QString& daemonPath, QString& error)

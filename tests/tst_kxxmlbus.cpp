@@ -129,7 +129,6 @@ void TestKxXmlBus::requests_data()
     QTest::addColumn<QStringList>("arguments");
     // The request is made in one place for both routers: what differs is how it travels.
     QTest::newRow("outputs") << words("request outputs");
-    QTest::newRow("jobs of two databases") << words("request jobs --db a:2 --db a:1 --include-publications");
     QTest::newRow("jobs in pages") << words("request jobs --include-publications --page-size 3");
 }
 
@@ -172,7 +171,6 @@ void TestKxXmlBus::errors_data()
                                   << "^request: --timeout '0': expected a number of seconds";
     QTest::newRow("serve, name taken") << words("serve --bus-name org.kxxml.Test") << true << 2
                                        << "^the name org\\.kxxml\\.Test is taken on the bus$";
-    QTest::newRow("serve, not a name") << words("serve --bus-name nodots") << true << 2 << "^nodots: ";
     QTest::newRow("serve, no bus") << words("serve") << false << 2 << "^no session bus: ";
     QTest::newRow("monitor without bus name") << words("monitor") << true << 2 << "^monitor: missing --bus NAME";
     QTest::newRow("monitor, name not on the bus") << words("monitor --bus org.kxxml.Nobody") << true << 2
@@ -203,8 +201,9 @@ void TestKxXmlBus::monitor_data()
     QTest::newRow("application gone") << false;
 }
 
-// The monitor prints the application's events, in the trace's format, as they happen. When
-// the application goes, the monitor and a request waiting for a reply end at once, saying why.
+// The monitor prints the application's events as they happen (the lines themselves are the
+// logger's: tst_xmlbus). When the application goes, the monitor and a request waiting for a
+// reply end at once, saying why.
 void TestKxXmlBus::monitor()
 {
     QFETCH(bool, stopTheMonitor);
@@ -227,28 +226,6 @@ void TestKxXmlBus::monitor()
             id = agent; // seen from start to end
     }
     QVERIFY2(id > 0, out.constData());
-
-    QStringList events;
-    qulonglong previous = 0;
-    const QRegularExpression format(QStringLiteral("^(\\d+) ((agent-added|agent-removed) agent=-?\\d+ type=\\d+|"
-                                                   "(accepted|delivered) src=-?\\d+ dst=-?\\d+( type=\\d+)? size=\\d+)$"));
-    const QRegularExpression mentions(QStringLiteral("(agent|src|dst)=%1\\b").arg(id));
-    for (const QByteArray& text : out.trimmed().split('\n')) {
-        const QString line = QString::fromUtf8(text);
-        const QRegularExpressionMatch match = format.match(line);
-        QVERIFY2(match.hasMatch(), qPrintable(line));
-        QVERIFY(previous == 0 || match.captured(1).toULongLong() == previous + 1);
-        previous = match.captured(1).toULongLong();
-        if (mentions.match(line).hasMatch())
-            events.append(match.captured(2).remove(QRegularExpression(QStringLiteral(" size=\\d+$"))));
-    }
-    const QString agent = QString::number(id);
-    QCOMPARE(events, (QStringList{QStringLiteral("agent-added agent=%1 type=100").arg(agent),
-                                  QStringLiteral("accepted src=%1 dst=-1 type=1003").arg(agent),
-                                  QStringLiteral("delivered src=%1 dst=-1 type=1003").arg(agent),
-                                  QStringLiteral("accepted src=-1 dst=%1").arg(agent),
-                                  QStringLiteral("delivered src=-1 dst=%1").arg(agent),
-                                  QStringLiteral("agent-removed agent=%1 type=100").arg(agent)}));
 
     if (stopTheMonitor) {
         ::kill(static_cast<pid_t>(monitor->processId()), SIGINT);

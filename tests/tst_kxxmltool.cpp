@@ -51,14 +51,11 @@ class TestKxXmlTool : public QObject
 private Q_SLOTS:
     void errors_data();
     void errors();
-    void hugeInputIsRefused();
     void requests_data();
     void requests();
     void pagedRequest();
     void toXml_data();
     void toXml();
-    void roundTrip_data();
-    void roundTrip();
     void xmlBlanksAreNormalised();
     void archive_data();
     void archive();
@@ -69,8 +66,6 @@ private Q_SLOTS:
     void trace();
     void help_data();
     void help();
-    void sameBytesTwice_data();
-    void sameBytesTwice();
 };
 
 void TestKxXmlTool::errors_data()
@@ -88,11 +83,10 @@ void TestKxXmlTool::errors_data()
     QTest::newRow("unknown kind") << words("request pages") << none << 2 << "^request: unknown kind of request 'pages'";
     QTest::newRow("two kinds") << words("request jobs books") << none << 2 << "^request: unexpected argument 'books'";
     QTest::newRow("unknown option") << words("request jobs --bogus") << none << 2 << "^request: unknown option 'bogus'";
-    QTest::newRow("missing value") << words("request jobs --db") << none << 2 << "^request: missing value after '--db'";
     QTest::newRow("bad key") << words("request jobs --db a:g") << none << 2 << "^request: --db 'a:g': expected KEY:HKEY";
     QTest::newRow("both publication flags") << words("request jobs --include-publications --exclude-publications")
                                             << none << 2 << "exclude each other";
-    QTest::newRow("bad type") << words("to-xml --type 1x letter.txt") << none << 2 << "^to-xml: --type '1x'";
+    QTest::newRow("signed type") << words("to-xml --type +1f letter.txt") << none << 2 << "^to-xml: --type '\\+1f'";
     QTest::newRow("two inputs") << words("to-text a.xml b.xml") << none << 2 << "^to-text: unexpected argument 'b.xml'";
     QTest::newRow("archive without key or name") << words("archive") << none << 2 << "^archive: give either --key or --name";
     QTest::newRow("archive half key") << words("archive --key 0:3") << none << 2 << "^archive: --key '0:3'";
@@ -103,20 +97,20 @@ void TestKxXmlTool::errors_data()
                                   << "^bad-page\\.json: outputs\\[0\\]\\.jobs\\[2\\]\\.page: expected an integer$";
     QTest::newRow("dataset missing") << words("demo --dataset missing.json") << none << 2 << "^missing\\.json: cannot open";
     QTest::newRow("dataset directory") << words("archive --dataset . --name x") << none << 2 << "^\\.: is a directory";
-    QTest::newRow("dataset not json") << words("request jobs --dataset letter.txt") << none << 2 << "^letter\\.txt: ";
 
     // Bad text forms: the host's reason and line.
     QTest::newRow("text bad tag") << words("to-xml bad-tag.txt") << none << 2 << "^bad-tag\\.txt: line 3: tag 99 ";
     QTest::newRow("text no class") << words("to-xml no-class.txt") << none << 2 << "no packet class for data type 55";
     QTest::newRow("text no SI line") << words("to-xml") << QByteArray("10 Dear sir\n") << 2 << "^stdin: no SI line";
-    QTest::newRow("text missing file") << words("to-xml nothing.txt") << none << 2 << "^nothing\\.txt: cannot open";
-    QTest::newRow("text directory") << words("to-xml .") << none << 2 << "^\\.: is a directory";
+    QTest::newRow("text over 64 MiB") << words("to-xml") << QByteArray(64 * 1024 * 1024 + 1, 'x') << 2
+                                      << "^stdin: larger than 64 MiB$";
 
-    // Bad XML: line and column; depth and document types refused before the DOM.
+    // Bad XML: line and column; depth and document types refused before the DOM. deep.xml's
+    // 260th element, one more than the limit, ends at column 3911.
     QTest::newRow("xml malformed") << words("to-text malformed.xml") << none << 2
                                    << "^malformed\\.xml: line 6, column \\d+: ";
     QTest::newRow("xml too deep") << words("to-text deep.xml") << none << 2
-                                  << "^deep\\.xml: line 1, column \\d+: elements nested deeper than 259 levels$";
+                                  << "^deep\\.xml: line 1, column 3911: elements nested deeper than 259 levels$";
     QTest::newRow("xml entity bomb") << words("to-text bomb.xml") << none << 2
                                      << "^bomb\\.xml: line 7, column \\d+: document type declarations are not accepted$";
     QTest::newRow("xml external entity") << words("to-text --check external-entity.xml") << none << 2
@@ -129,7 +123,6 @@ void TestKxXmlTool::errors_data()
     QTest::newRow("xml rejected by host") << words("to-text --check rejected.xml") << none << 2
                                           << "^rejected\\.xml: the host rejects the text form: line \\d+: tag 0?3";
     QTest::newRow("xml empty") << words("to-text") << none << 2 << "^stdin: line 1, column 0: ";
-    QTest::newRow("xml binary") << words("to-text -") << QByteArray("\x00\x01\x02<\xff>", 6) << 2 << "^stdin: line 1";
 
     // Archive entries that are not there.
     QTest::newRow("archive no key") << words("archive --key 99:9") << none << 2 << "no archive entry with key 99:9$";
@@ -160,14 +153,6 @@ void TestKxXmlTool::errors()
     QVERIFY2(QRegularExpression(message).match(line).hasMatch(), qPrintable(line));
 }
 
-void TestKxXmlTool::hugeInputIsRefused()
-{
-    const Run run = runTool(words("to-xml"), QByteArray(64 * 1024 * 1024 + 1, 'x'));
-    QCOMPARE(run.status, 2);
-    QVERIFY(run.out.isEmpty());
-    QCOMPARE(run.err, QByteArray("kxxml: stdin: larger than 64 MiB\n"));
-}
-
 void TestKxXmlTool::requests_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -188,8 +173,6 @@ void TestKxXmlTool::requests_data()
                                                    QStringLiteral("Poster")};
     QTest::newRow("jobs of two databases in key order") << words("request jobs --db a:2 --db a:1")
                                                         << words("Poster Flyer");
-    QTest::newRow("dataset file") << words("request jobs --dataset small.json --include-publications")
-                                  << words("Cover Inside Leaflet");
 }
 
 void TestKxXmlTool::requests()
@@ -225,21 +208,20 @@ void TestKxXmlTool::pagedRequest()
 void TestKxXmlTool::toXml_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<QByteArray>("input"); // standard input; when empty, the file named last
     QTest::addColumn<QString>("datatype");
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("firstValue");
 
-    QTest::newRow("named and keyed") << words("to-xml --name Letter --key 12:3 letter.txt") << QByteArray() << "1f"
-                                     << "Letter" << "12:3" << "Dear sir";
-    QTest::newRow("job") << words("to-xml --key ABC:1 job.txt") << QByteArray() << "15" << "" << "abc:1" << "Front";
-    QTest::newRow("stdin") << words("to-xml -") << QByteArray("SI 5\n01 News\n02 1\nTI 0\n") << "5" << "" << "0:0"
-                           << "News";
-    QTest::newRow("type given, lower-case class") << words("to-xml --type 1F") << QByteArray("SI 1f\n10 hello\nTI 0\n")
-                                            << "1f" << "" << "0:0" << "hello";
+    QTest::newRow("letter with list, named and keyed") << words("to-xml --name Letter --key 12:3 letter.txt")
+                                                       << QByteArray() << "1f" << "Letter" << "12:3";
+    QTest::newRow("job with arrays") << words("to-xml --key ABC:1 job.txt") << QByteArray() << "15" << "" << "abc:1";
+    QTest::newRow("stdin, type given, lower-case class") << words("to-xml --type 1F") << QByteArray("SI 1f\n10 hello\nTI 0\n")
+                                                         << "1f" << "" << "0:0";
 }
 
+// The packetable carries the options; to-text --check then gives the same packet back, as
+// the host reads it.
 void TestKxXmlTool::toXml()
 {
     QFETCH(QStringList, arguments);
@@ -247,7 +229,6 @@ void TestKxXmlTool::toXml()
     QFETCH(QString, datatype);
     QFETCH(QString, name);
     QFETCH(QString, key);
-    QFETCH(QString, firstValue);
 
     const Run run = runTool(arguments, input);
     QCOMPARE(run.status, 0);
@@ -257,35 +238,14 @@ void TestKxXmlTool::toXml()
     QCOMPARE(root.attribute(QStringLiteral("datatype")), datatype);
     QCOMPARE(root.attribute(QStringLiteral("name")), name);
     QCOMPARE(root.attribute(QStringLiteral("key")) + u':' + root.attribute(QStringLiteral("hkey")), key);
-    const QDomElement item = child(root, "item");
-    QCOMPARE(item.attribute(QStringLiteral("datatype")).toUInt(nullptr, 16), datatype.toUInt(nullptr, 16));
-    QCOMPARE(item.firstChildElement().attribute(QStringLiteral("value")), firstValue);
-}
 
-void TestKxXmlTool::roundTrip_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<unsigned int>("type");
-    QTest::newRow("letter with list") << "letter.txt" << 0x1fu;
-    QTest::newRow("job with arrays") << "job.txt" << 0x15u;
-}
-
-// to-xml then to-text --check gives the same packet back, as the host reads it.
-void TestKxXmlTool::roundTrip()
-{
-    QFETCH(QString, file);
-    QFETCH(unsigned int, type);
-
-    const Run xml = runTool({QStringLiteral("to-xml"), file});
-    QCOMPARE(xml.status, 0);
-    const Run text = runTool(words("to-text --check -"), xml.out);
+    const Run text = runTool(words("to-text --check -"), run.out);
     QCOMPARE(text.status, 0);
-    QVERIFY(text.err.isEmpty());
-    QFile original(QStringLiteral(KXXML_TOOL_DATA "/") + file);
-    QVERIFY(original.open(QIODevice::ReadOnly));
-    const QByteArray expected = canonical(original.readAll(), type);
+    QFile file(QStringLiteral(KXXML_TOOL_DATA "/") + arguments.constLast());
+    const QByteArray original = input.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll() : input;
+    const QByteArray expected = canonical(original, datatype.toUInt(nullptr, 16));
     QVERIFY(expected != "(rejected)");
-    QCOMPARE(canonical(text.out, type), expected);
+    QCOMPARE(canonical(text.out, datatype.toUInt(nullptr, 16)), expected);
 }
 
 // XML's own rules for line ends and attribute values, with every Qt: blanks written as such
@@ -313,10 +273,6 @@ void TestKxXmlTool::archive_data()
         << words("archive --key 12:3") << "Letter" << "_11" << "Front" << "_5" << "North";
     QTest::newRow("by name, reference by name to a key-less profile")
         << words("archive --name Memo") << "Memo" << "_1b" << "Uncoated" << "" << "";
-    QTest::newRow("dataset file by name")
-        << words("archive --dataset small.json --name Note") << "Note" << "_1b" << "Matte" << "" << "";
-    QTest::newRow("dataset file by key")
-        << words("archive --dataset small.json --key 40:1") << "Note" << "_11" << "Cover" << "" << "";
 }
 
 void TestKxXmlTool::archive()
@@ -342,7 +298,7 @@ void TestKxXmlTool::archive()
 
 void TestKxXmlTool::archiveReferences()
 {
-    const Run run = runTool(words("archive --name Memo --references"));
+    const Run run = runTool(words("archive --key 13:3 --references")); // Memo
     QCOMPARE(run.status, 0);
     // Each reference: a heading line, then its packetable.
     const QList<QByteArray> parts = run.out.split('\n');
@@ -378,16 +334,8 @@ void TestKxXmlTool::demo()
     const Run run = runTool(arguments);
     QCOMPARE(run.status, 0);
     QVERIFY(run.err.isEmpty());
+    // Which requests it sends, in which order: the trace's demo row.
     const QString text = QString::fromUtf8(run.out);
-    const QRegularExpression headingLine(QStringLiteral("^== \\d+\\. (.*) ==$"), QRegularExpression::MultilineOption);
-    QStringList headings;
-    for (auto it = headingLine.globalMatch(text); it.hasNext();)
-        headings << it.next().captured(1);
-    QCOMPARE(headings.size(), 8);
-    QCOMPARE(headings.mid(0, 4), QStringList({QStringLiteral("request outputs (1000)"),
-                                              QStringLiteral("request publications (1001)"),
-                                              QStringLiteral("request books (1002)"),
-                                              QStringLiteral("request jobs (1003)")}));
     QCOMPARE(text.count(QStringLiteral("<kxxml ")), replies);
     QCOMPARE(text.count(QStringLiteral("(no reply)")), 4 - replies);
 
@@ -423,7 +371,9 @@ void TestKxXmlTool::trace_data()
                           << QStringList(added) + request(1000) + request(1001) + request(1002) + request(1003) + removed;
 }
 
-// The trace is on standard error, one line per router event, and standard output is as without it.
+// The trace is on standard error, one line per router event, and standard output is as without
+// it, byte for byte. Qt seeds its hashes anew in every process, so equal bytes from the two
+// processes also mean that the output does not depend on them.
 void TestKxXmlTool::trace()
 {
     QFETCH(QStringList, arguments);
@@ -456,52 +406,27 @@ void TestKxXmlTool::trace()
 void TestKxXmlTool::help_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("start");
-    QTest::newRow("tool") << words("--help") << "Usage: kxxml <command>";
-    QTest::newRow("request") << words("request -h") << "Usage: kxxml request outputs|publications|books|jobs";
+    QTest::addColumn<QString>("expected"); // a regular expression for the whole output
+    const QString status = QStringLiteral("(.*\n)*Exit status: 0 success, 1 no reply, 2 bad usage or bad input\\.\n$");
+    QTest::newRow("tool") << words("--help")
+                          << QStringLiteral("^Usage: kxxml <command> .*\n(.*\n)*  kxxml demo (.*\n)*  kxxml request (.*\n)*"
+                                            "  kxxml to-xml (.*\n)*  kxxml to-text (.*\n)*  kxxml archive .*\n") + status;
+    QTest::newRow("request") << words("request -h")
+                             << QStringLiteral("^Usage: kxxml request outputs\\|publications\\|books\\|jobs (.*\n)*"
+                                               "  -h, --help .*\n") + status;
+    QTest::newRow("version") << words("--version")
+                             << QStringLiteral("^kxxml %1\n$").arg(QRegularExpression::escape(QStringLiteral(KXXML_VERSION)));
 }
 
 void TestKxXmlTool::help()
 {
     QFETCH(QStringList, arguments);
-    QFETCH(QString, start);
+    QFETCH(QString, expected);
 
     const Run run = runTool(arguments);
     QCOMPARE(run.status, 0);
     QVERIFY(run.err.isEmpty());
-    const QString text = QString::fromUtf8(run.out);
-    QVERIFY2(text.startsWith(start), qPrintable(text));
-    QVERIFY(text.contains(QStringLiteral("Exit status: 0 success, 1 no reply, 2 bad usage or bad input.")));
-    if (arguments.size() == 1) {
-        for (const char* command : {"demo", "request", "to-xml", "to-text", "archive"})
-            QVERIFY(text.contains(QStringLiteral("  kxxml ") + QString::fromLatin1(command) + u' '));
-    } else {
-        QVERIFY(text.contains(QStringLiteral("-h, --help")));
-    }
-
-    const Run version = runTool(words("--version"));
-    QCOMPARE(version.status, 0);
-    QCOMPARE(version.out, QByteArray("kxxml " KXXML_VERSION "\n"));
-}
-
-void TestKxXmlTool::sameBytesTwice_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("demo") << words("demo");
-    QTest::newRow("archive") << words("archive --name Memo");
-    QTest::newRow("to-xml") << words("to-xml --name Letter --key 12:3 letter.txt");
-}
-
-// Qt seeds its hashes anew in every process: equal bytes from two processes mean the output
-// does not depend on them.
-void TestKxXmlTool::sameBytesTwice()
-{
-    QFETCH(QStringList, arguments);
-    const Run first = runTool(arguments);
-    const Run second = runTool(arguments);
-    QCOMPARE(first.status, 0);
-    QVERIFY(first.out.size() > 100);
-    QCOMPARE(second.out, first.out);
+    QVERIFY2(QRegularExpression(expected).match(QString::fromUtf8(run.out)).hasMatch(), run.out.constData());
 }
 
 QTEST_GUILESS_MAIN(TestKxXmlTool)

@@ -51,14 +51,15 @@ struct App
     }
     ~App() { router.remove(&watcher); }
 
-    // Sends a small message from the watcher to @p to; numbered, so that no two are equal.
-    void sendTo(int to, int number, int padding = 0)
+    // A small message from the watcher to @p to; numbered, so that no two are equal.
+    XMLPacket* message(int to, int number, int padding = 0)
     {
         XMLPacket* packet = watcher.getXMLPacket(to);
-        XMLMessage message(QStringLiteral("message %1 ").arg(number, 4) + QString(padding, u'x'));
-        packet->append(message);
-        router.send(packet);
+        XMLMessage text(QStringLiteral("message %1 ").arg(number, 4) + QString(padding, u'x'));
+        packet->append(text);
+        return packet;
     }
+    void sendTo(int to, int number, int padding = 0) { router.send(message(to, number, padding)); }
 
     XMLRouter router;
     Watcher watcher;
@@ -148,11 +149,10 @@ private Q_SLOTS:
     void badInput_data();
     void badInput();
     void registration();
-    void refusalReachesTheClient();
     void killedRemote();
     void remoteThatNeverReads_data();
     void remoteThatNeverReads();
-    void acknowledgingClientStays();
+    void clientWithinTheLimits();
     void monitorSeesTheLoggerLines();
     void applicationGoesWhileClientWaits_data();
     void applicationGoesWhileClientWaits();
@@ -271,20 +271,6 @@ void TestXMLBus::registration()
     QVERIFY(registerRaw(remote) > id); // a new agent, never the old id again
 }
 
-// XMLBusClient sends without waiting for a reply; a refusal comes back all the same.
-void TestXMLBus::refusalReachesTheClient()
-{
-    App app(sample.get(), connection(QStringLiteral("app")));
-    XMLBusClient client(connection(QStringLiteral("client")));
-    QSignalSpy failed(&client, &XMLBusClient::sendFailed);
-    QVERIFY(client.registerAgent(Service, 100));
-    app.exporter.setMaxPacketBytes(64);
-    QVERIFY(client.send(*requestPacket(client.agentID(), 1000, 0)));
-    QVERIFY(failed.wait(10000));
-    QCOMPARE(failed.at(0).at(0).value<QDBusError>().name(), XMLBusExporter::ERROR_TOO_LARGE);
-    QVERIFY(client.isRegistered());
-}
-
 // The tool, waiting for a reply that does not come, is killed: it leaves the bus without a
 // word, and its agent goes all the same.
 void TestXMLBus::killedRemote()
@@ -333,13 +319,9 @@ void TestXMLBus::remoteThatNeverReads()
     SignalLog log(remote);
     const int id = registerRaw(remote);
 
-    XMLPacket probe;
-    probe.setSourceAgentID(app.watcher.getAgentID());
-    probe.setDestinationAgentID(id);
-    XMLMessage message(QStringLiteral("message %1 ").arg(1, 4) + QString(200, u'x'));
-    probe.append(message);
+    const std::unique_ptr<XMLPacket> probe(app.message(id, 1, 200)); // as large as each one sent
     app.exporter.setMaxPendingPackets(maxPackets);
-    app.exporter.setMaxPendingBytes(maxBytesInPackets * probe.packetText().size());
+    app.exporter.setMaxPendingBytes(maxBytesInPackets * probe->packetText().size());
     for (int i = 1; i <= sent; ++i)
         app.sendTo(id, i, 200);
 
@@ -355,13 +337,15 @@ void TestXMLBus::remoteThatNeverReads()
     }
 }
 
-// XMLBusClient acknowledges often enough for whatever limits the application has.
-void TestXMLBus::acknowledgingClientStays()
+// XMLBusClient acknowledges often enough for whatever limits the application has. It sends
+// without waiting for a reply; a refusal comes back all the same, and the client stays.
+void TestXMLBus::clientWithinTheLimits()
 {
     App app(sample.get(), connection(QStringLiteral("app")));
     app.exporter.setMaxPendingPackets(3);
     XMLBusClient client(connection(QStringLiteral("client")));
     QSignalSpy disconnected(&client, &XMLBusClient::disconnected);
+    QSignalSpy failed(&client, &XMLBusClient::sendFailed);
     QVERIFY(client.registerAgent(Service, 100));
     int received = 0;
     connect(&client, &XMLBusClient::packetReceived, this, [&received] { ++received; });
@@ -369,6 +353,10 @@ void TestXMLBus::acknowledgingClientStays()
         app.sendTo(client.agentID(), i);
         QTRY_COMPARE(received, i);
     }
+    app.exporter.setMaxPacketBytes(64);
+    QVERIFY(client.send(*requestPacket(client.agentID(), 1000, 0)));
+    QVERIFY(failed.wait(10000));
+    QCOMPARE(failed.at(0).at(0).value<QDBusError>().name(), XMLBusExporter::ERROR_TOO_LARGE);
     QVERIFY(disconnected.isEmpty());
     QVERIFY(app.router.contains(client.agentID()));
 }
