@@ -19,17 +19,13 @@ constexpr qint64 kBoundMs = 20000; // generous: sanitizer builds on shared machi
 
 using Check = std::function<void(const QByteArray&)>;
 
-const std::map<QString, Check>& checks()
-{
-    static const std::map<QString, Check> all{
-        {QStringLiteral("textform_to_xml"), FuzzChecks::textToXml},
-        {QStringLiteral("xml_to_textform"), FuzzChecks::xmlToText},
-        {QStringLiteral("typed_values"), FuzzChecks::typedValues},
-        {QStringLiteral("host_textform"), FuzzChecks::hostTextForm},
-        {QStringLiteral("dataset"), FuzzChecks::dataset},
-    };
-    return all;
-}
+const std::map<QString, Check> checks{
+    {QStringLiteral("textform_to_xml"), FuzzChecks::textToXml},
+    {QStringLiteral("xml_to_textform"), FuzzChecks::xmlToText},
+    {QStringLiteral("typed_values"), FuzzChecks::typedValues},
+    {QStringLiteral("host_textform"), FuzzChecks::hostTextForm},
+    {QStringLiteral("dataset"), FuzzChecks::dataset},
+};
 
 /// Takes a tree apart from the top down, so that Qt never destroys it recursively (each child
 /// is detached from a parent that has no parent left, which Qt does in constant time).
@@ -58,7 +54,7 @@ void TestHostileInput::replay_data()
     QTest::addColumn<QString>("target");
     QTest::addColumn<QByteArray>("input");
     const QDir data(QStringLiteral(KXXML_TEST_DATA));
-    for (const auto& [target, check] : checks()) {
+    for (const auto& [target, check] : checks) {
         const QDir dir(data.filePath(target));
         for (const QString& name : dir.entryList(QDir::Files)) {
             QFile file(dir.filePath(name));
@@ -84,7 +80,7 @@ void TestHostileInput::replay()
     QVERIFY(!input.isEmpty()); // every file was read
     QElapsedTimer timer;
     timer.start();
-    checks().at(target)(input); // aborts when a rule breaks
+    checks.at(target)(input); // aborts when a rule breaks
     QVERIFY2(timer.elapsed() < kBoundMs, "took too long");
 }
 

@@ -1,13 +1,12 @@
 // The router on D-Bus: XMLBusExporter and XMLBusClient against a dbus-daemon of the test's
 // own. The application publishes on one connection; each remote is another connection of
-// this process, a raw one where the test plays a misbehaving remote, or the kxxml tool.
+// this process, a raw one where the test plays a misbehaving remote.
 #include "privatebus.h"
 
 #include <kxxml/bus/xmlbusclient.h>
 #include <kxxml/bus/xmlbusexporter.h>
 #include <kxxml/kxxml.h>
 
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDomDocument>
@@ -47,7 +46,7 @@ struct App
         , exporter(&router)
     {
         router.add(&watcher);
-        published = exporter.publish(Service, connection);
+        exporter.publish(Service, connection);
     }
     ~App() { router.remove(&watcher); }
 
@@ -64,7 +63,6 @@ struct App
     XMLRouter router;
     Watcher watcher;
     XMLBusExporter exporter;
-    bool published = false;
 };
 
 // What a raw connection hears from the application.
@@ -72,22 +70,17 @@ class SignalLog : public QObject
 {
     Q_OBJECT
 public:
-    explicit SignalLog(QDBusConnection& connection) : bus(connection)
+    explicit SignalLog(QDBusConnection& bus)
     {
-        for (const char* name : {"Packet", "Dropped"}) {
-            const bool packet = name[0] == 'P';
-            bus.connect(Service, XMLBusExporter::OBJECT_PATH, XMLBusExporter::INTERFACE, QString::fromLatin1(name),
-                        this, packet ? SLOT(packet(uint,QString)) : SLOT(dropped(QString)));
-        }
+        const QString path = XMLBusExporter::OBJECT_PATH;
+        bus.connect(Service, path, XMLBusExporter::INTERFACE, QStringLiteral("Packet"), this, SLOT(packet(uint,QString)));
+        bus.connect(Service, path, XMLBusExporter::INTERFACE, QStringLiteral("Dropped"), this, SLOT(dropped(QString)));
     }
     QStringList packets;
     QStringList drops;
 public Q_SLOTS:
     void packet(uint, const QString& text) { packets.append(text); }
     void dropped(const QString& reason) { drops.append(reason); }
-
-private:
-    QDBusConnection bus;
 };
 
 // Calls the router over @p bus and waits in an event loop, the application being in this thread.
@@ -116,16 +109,12 @@ QString packetText(int from, int to, const QString& body = QStringLiteral("<msg>
                           "</header><body>%3</body></kxxml>").arg(from).arg(to).arg(body);
 }
 
-// A list request from @p from, as the tool builds it.
-std::unique_ptr<XMLPacket> requestPacket(int from, int code, int pageSize)
+// A list request from @p from to the comm-server agent.
+std::unique_ptr<XMLPacket> requestPacket(int from, int code)
 {
     auto packet = std::make_unique<XMLPacket>();
-    packet->setSourceAgentID(from);
     packet->setDestinationAgentID(-1);
     XMLAction action(QStringLiteral("request"), code, from);
-    action.setExcludePublications(false);
-    if (pageSize > 0)
-        action.setPageSize(pageSize);
     packet->append(action);
     return packet;
 }
@@ -145,15 +134,13 @@ class TestXMLBus : public QObject
 
 private Q_SLOTS:
     void initTestCase();
-    void twoClientsAtOnce();
+    void twoClientsAndAMonitor();
     void badInput_data();
     void badInput();
     void registration();
-    void killedRemote();
     void remoteThatNeverReads_data();
     void remoteThatNeverReads();
     void clientWithinTheLimits();
-    void monitorSeesTheLoggerLines();
     void applicationGoesWhileClientWaits_data();
     void applicationGoesWhileClientWaits();
     void publishFailures();
@@ -178,32 +165,49 @@ void TestXMLBus::initTestCase()
     QVERIFY(connection(QStringLiteral("app")).isConnected());
 }
 
-void TestXMLBus::twoClientsAtOnce()
+// Two clients at once, each answered alone, then one sending to the other; a monitoring
+// process gets exactly the lines that XMLRouterLogger writes for the same events.
+void TestXMLBus::twoClientsAndAMonitor()
 {
     App app(sample.get(), connection(QStringLiteral("app")));
-    XMLBusClient first(connection(QStringLiteral("first")));
-    XMLBusClient second(connection(QStringLiteral("second")));
-    QVERIFY(first.registerAgent(Service, 100) && second.registerAgent(Service, 101));
-    QVERIFY(first.agentID() != second.agentID());
+    XMLRouterLogger logger;
+    app.router.addObserver(&logger);
+    loggerLines.clear();
+    QLoggingCategory::setFilterRules(QStringLiteral("kxxml.router.debug=true"));
+    const QtMessageHandler previous = qInstallMessageHandler(keepLoggerLine);
+    XMLBusClient monitor(connection(QStringLiteral("monitor")));
+    QVERIFY(monitor.startMonitoring(Service));
+    QStringList seen;
+    connect(&monitor, &XMLBusClient::trafficReceived, this, [&seen](const QString& line) { seen.append(line); });
+    {
+        XMLBusClient first(connection(QStringLiteral("first")));
+        XMLBusClient second(connection(QStringLiteral("second")));
+        QVERIFY(first.registerAgent(Service, 100) && second.registerAgent(Service, 101));
 
-    QList<QPair<int, int>> atFirst; // source, destination
-    QList<QPair<int, int>> atSecond;
-    connect(&first, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
-        atFirst.append({p.getSourceAgentID(), p.getDestinationAgentID()});
-    });
-    connect(&second, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
-        atSecond.append({p.getSourceAgentID(), p.getDestinationAgentID()});
-    });
-    // Both requests are on their way before either is answered; then one client to the other.
-    first.send(*requestPacket(first.agentID(), 1000, 0));
-    second.send(*requestPacket(second.agentID(), 1003, 0));
-    QTRY_COMPARE(atFirst.size() + atSecond.size(), 2);
-    XMLPacket note;
-    note.setDestinationAgentID(second.agentID());
-    first.send(note);
-    QTRY_COMPARE(atSecond.size(), 2);
-    QCOMPARE(atFirst, (QList<QPair<int, int>>{{-1, first.agentID()}}));
-    QCOMPARE(atSecond, (QList<QPair<int, int>>{{-1, second.agentID()}, {first.agentID(), second.agentID()}}));
+        QList<QPair<int, int>> atFirst; // source, destination
+        QList<QPair<int, int>> atSecond;
+        connect(&first, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
+            atFirst.append({p.getSourceAgentID(), p.getDestinationAgentID()});
+        });
+        connect(&second, &XMLBusClient::packetReceived, this, [&](const XMLPacket& p) {
+            atSecond.append({p.getSourceAgentID(), p.getDestinationAgentID()});
+        });
+        // Both requests are on their way before either is answered; then one client to the other.
+        first.send(*requestPacket(first.agentID(), 1000));
+        second.send(*requestPacket(second.agentID(), 1003));
+        QTRY_COMPARE(atFirst.size() + atSecond.size(), 2);
+        XMLPacket note;
+        note.setDestinationAgentID(second.agentID());
+        first.send(note);
+        QTRY_COMPARE(atSecond.size(), 2);
+        QCOMPARE(atFirst, (QList<QPair<int, int>>{{-1, first.agentID()}}));
+        QCOMPARE(atSecond, (QList<QPair<int, int>>{{-1, second.agentID()}, {first.agentID(), second.agentID()}}));
+    }
+    // Two agents added and removed; two requests, their replies and the note each accepted and delivered.
+    QTRY_COMPARE(seen.size(), 14);
+    qInstallMessageHandler(previous);
+    QLoggingCategory::setFilterRules(QString());
+    QCOMPARE(seen, loggerLines.mid(loggerLines.size() - 14));
 }
 
 void TestXMLBus::badInput_data()
@@ -240,57 +244,39 @@ void TestXMLBus::badInput()
     const int id = registerRaw(remote);
 
     const QDBusMessage reply = call(remote, QStringLiteral("Send"), {text});
-    QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
     QCOMPARE(reply.errorName(), error);
     QVERIFY2(QRegularExpression(message).match(reply.errorMessage()).hasMatch(), qPrintable(reply.errorMessage()));
 
     QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(-1, 1)}).type(), QDBusMessage::ReplyMessage);
     QTRY_COMPARE(app.watcher.sources, QList<int>{id});
-    QCOMPARE(app.exporter.agentOf(remote.baseService()), id);
 }
 
+// A remote registers once, as an agent of the type it gives, and unregisters only when
+// registered (sending unregistered: remoteThatNeverReads). Its agent goes when it unregisters,
+// and when it leaves the bus without a word, as a killed process does.
 void TestXMLBus::registration()
 {
     App app(sample.get(), connection(QStringLiteral("app")));
-    const QDBusConnection remote = connection(QStringLiteral("remote"));
     QSignalSpy unregistered(&app.exporter, &XMLBusExporter::remoteUnregistered);
+    int id = 0;
+    int again = 0;
+    {
+        const QDBusConnection remote = connection(QStringLiteral("leaving"));
+        QCOMPARE(call(remote, QStringLiteral("Unregister")).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
+        id = registerRaw(remote);
+        QCOMPARE(call(remote, QStringLiteral("Register"), {77}).errorName(), XMLBusExporter::ERROR_ALREADY_REGISTERED);
+        QCOMPARE(app.router.getAgentType(id), 77);
 
-    QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
-    QCOMPARE(call(remote, QStringLiteral("Unregister")).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
-    const int id = registerRaw(remote);
-    QVERIFY(id > 0);
-    QCOMPARE(call(remote, QStringLiteral("Register"), {77}).errorName(), XMLBusExporter::ERROR_ALREADY_REGISTERED);
-    QCOMPARE(app.router.getAgentType(id), 77);
-
-    QCOMPARE(call(remote, QStringLiteral("Unregister")).type(), QDBusMessage::ReplyMessage);
-    QCOMPARE(app.watcher.removed, QList<int>{id});
-    QVERIFY(!app.router.contains(id));
-    QCOMPARE(unregistered.size(), 1);
+        QCOMPARE(call(remote, QStringLiteral("Unregister")).type(), QDBusMessage::ReplyMessage);
+        QCOMPARE(app.watcher.removed, QList<int>{id});
+        again = registerRaw(remote);
+        QVERIFY(again > id); // a new agent, never the old id again
+    }
+    QDBusConnection::disconnectFromBus(QStringLiteral("leaving")); // the last reference: the connection closes
+    QTRY_COMPARE(app.watcher.removed, (QList<int>{id, again}));
+    QCOMPARE(unregistered.size(), 2);
     QCOMPARE(unregistered.at(0).at(1).toInt(), id);
-    QCOMPARE(call(remote, QStringLiteral("Send"), {packetText(0, 1)}).errorName(), XMLBusExporter::ERROR_NOT_REGISTERED);
-    QVERIFY(registerRaw(remote) > id); // a new agent, never the old id again
-}
-
-// The tool, waiting for a reply that does not come, is killed: it leaves the bus without a
-// word, and its agent goes all the same.
-void TestXMLBus::killedRemote()
-{
-    App app(failing.get(), connection(QStringLiteral("app")));
-    QSignalSpy registered(&app.exporter, &XMLBusExporter::remoteRegistered);
-    QSignalSpy unregistered(&app.exporter, &XMLBusExporter::remoteUnregistered);
-    QProcess tool;
-    tool.setProcessEnvironment(bus.environment());
-    tool.start(QStringLiteral(KXXML_TOOL), {QStringLiteral("request"), QStringLiteral("outputs"),
-                                            QStringLiteral("--bus"), Service, QStringLiteral("--timeout"),
-                                            QStringLiteral("60")});
-    QVERIFY(registered.wait(20000));
-    const int id = registered.at(0).at(1).toInt();
-    QVERIFY(app.router.contains(id));
-    tool.kill(); // SIGKILL
-    QVERIFY(tool.waitForFinished(10000));
-    QTRY_COMPARE(app.watcher.removed, QList<int>{id});
-    QVERIFY(!app.router.contains(id));
-    QCOMPARE(unregistered.at(0).at(2).toString(), QStringLiteral("left the bus"));
+    QCOMPARE(unregistered.at(1).at(2).toString(), QStringLiteral("left the bus"));
 }
 
 void TestXMLBus::remoteThatNeverReads_data()
@@ -328,7 +314,6 @@ void TestXMLBus::remoteThatNeverReads()
     const bool dropped = forwarded < sent;
     QTRY_COMPARE(log.packets.size() + log.drops.size(), forwarded + (dropped ? 1 : 0));
     QCOMPARE(log.packets.size(), forwarded);
-    QCOMPARE(app.router.contains(id), !dropped);
     QCOMPARE(app.watcher.removed, dropped ? QList<int>{id} : QList<int>());
     if (dropped) {
         QVERIFY2(log.drops.constFirst().contains(QStringLiteral("unacknowledged")), qPrintable(log.drops.constFirst()));
@@ -354,77 +339,44 @@ void TestXMLBus::clientWithinTheLimits()
         QTRY_COMPARE(received, i);
     }
     app.exporter.setMaxPacketBytes(64);
-    QVERIFY(client.send(*requestPacket(client.agentID(), 1000, 0)));
+    QVERIFY(client.send(*requestPacket(client.agentID(), 1000)));
     QVERIFY(failed.wait(10000));
     QCOMPARE(failed.at(0).at(0).value<QDBusError>().name(), XMLBusExporter::ERROR_TOO_LARGE);
     QVERIFY(disconnected.isEmpty());
     QVERIFY(app.router.contains(client.agentID()));
 }
 
-// A monitoring process gets exactly the lines that XMLRouterLogger writes for the same events.
-void TestXMLBus::monitorSeesTheLoggerLines()
-{
-    App app(sample.get(), connection(QStringLiteral("app")));
-    XMLRouterLogger logger;
-    app.router.addObserver(&logger);
-    loggerLines.clear();
-    QLoggingCategory::setFilterRules(QStringLiteral("kxxml.router.debug=true"));
-    const QtMessageHandler previous = qInstallMessageHandler(keepLoggerLine);
-
-    XMLBusClient monitor(connection(QStringLiteral("monitor")));
-    QVERIFY(monitor.startMonitoring(Service));
-    QStringList seen;
-    connect(&monitor, &XMLBusClient::trafficReceived, this, [&seen](const QString& line) { seen.append(line); });
-    {
-        XMLBusClient client(connection(QStringLiteral("client")));
-        QVERIFY(client.registerAgent(Service, 100));
-        bool answered = false;
-        connect(&client, &XMLBusClient::packetReceived, this, [&answered] { answered = true; });
-        client.send(*requestPacket(client.agentID(), 1000, 0));
-        QTRY_VERIFY(answered);
-    }
-    QTRY_COMPARE(seen.size(), 6); // registered, request and reply accepted and delivered, removed
-    qInstallMessageHandler(previous);
-    QLoggingCategory::setFilterRules(QString());
-
-    QCOMPARE(seen, loggerLines.mid(loggerLines.size() - 6));
-}
-
 void TestXMLBus::applicationGoesWhileClientWaits_data()
 {
-    QTest::addColumn<QString>("how");
+    QTest::addColumn<bool>("routerFirst"); // else the exporter is deleted: it withdraws, as kxxml serve does
     QTest::addColumn<QString>("reason");
-    QTest::newRow("exporter deleted") << "exporter" << "the application withdrew the router";
-    QTest::newRow("router deleted first") << "router" << "the application's router is gone";
+    QTest::newRow("exporter deleted") << false << "the application withdrew the router";
+    QTest::newRow("router deleted first") << true << "the application's router is gone";
 }
 
+// The client hears at once and is no longer registered, and the router keeps no agent for it
+// (the name is given up: tst_kxxmlbus).
 void TestXMLBus::applicationGoesWhileClientWaits()
 {
-    QFETCH(QString, how);
+    QFETCH(bool, routerFirst);
     QFETCH(QString, reason);
     auto router = std::make_unique<XMLRouter>(failing.get(), nullptr, "test");
-    Watcher watcher;
-    router->add(&watcher);
     auto exporter = std::make_unique<XMLBusExporter>(router.get());
     QVERIFY(exporter->publish(Service, connection(QStringLiteral("app"))));
     XMLBusClient client(connection(QStringLiteral("client")));
     QSignalSpy disconnected(&client, &XMLBusClient::disconnected);
     QVERIFY(client.registerAgent(Service, 100));
-    client.send(*requestPacket(client.agentID(), 1000, 0)); // never answered: the query fails
+    const int id = client.agentID();
+    client.send(*requestPacket(id, 1000)); // never answered: the query fails
 
-    if (how == u"exporter") {
-        exporter.reset(); // withdraws as withdraw() does (kxxml serve: tst_kxxmlbus)
-        QCOMPARE(watcher.removed, QList<int>{client.agentID()});
-    } else {
-        router->remove(&watcher);
+    if (routerFirst)
         router.reset();
-    }
+    else
+        exporter.reset();
+    QVERIFY(routerFirst || !router->contains(id));
     QVERIFY(disconnected.wait(10000));
     QCOMPARE(disconnected.at(0).at(0).toString(), reason);
     QVERIFY(!client.isRegistered());
-    QVERIFY(!connection(QStringLiteral("client")).interface()->isServiceRegistered(Service));
-    if (router)
-        router->remove(&watcher);
 }
 
 void TestXMLBus::publishFailures()
@@ -432,15 +384,13 @@ void TestXMLBus::publishFailures()
     App app(sample.get(), connection(QStringLiteral("app")));
     XMLRouter other(sample.get(), nullptr, "other");
     XMLBusExporter second(&other);
-    QVERIFY(!second.publish(Service, connection(QStringLiteral("client"))));
-    QVERIFY2(second.errorString().contains(QStringLiteral("taken")), qPrintable(second.errorString()));
+    QVERIFY(!second.publish(Service, connection(QStringLiteral("client")))); // taken (its message: tst_kxxmlbus)
     QVERIFY(!second.publish(QStringLiteral("not a name"), connection(QStringLiteral("client"))));
     QVERIFY(second.errorString().startsWith(QStringLiteral("not a name: ")));
     QVERIFY(!second.publish(Service + QStringLiteral("2"), QDBusConnection(QStringLiteral("never connected"))));
     QVERIFY(second.errorString().startsWith(QStringLiteral("not connected to the bus")));
     QVERIFY(!app.exporter.publish(Service + QStringLiteral("2")));
     QVERIFY(second.publish(Service + QStringLiteral("2"), connection(QStringLiteral("client"))));
-    QCOMPARE(second.serviceName(), Service + QStringLiteral("2"));
 }
 
 // The introspection data is what the object answers to: every method takes the arguments it
@@ -450,10 +400,8 @@ void TestXMLBus::introspection()
     App app(sample.get(), connection(QStringLiteral("app")));
     const QDBusConnection remote = connection(QStringLiteral("remote"));
     registerRaw(remote);
-    const QDBusMessage reply = call(remote, QStringLiteral("Introspect"), {},
-                                    QStringLiteral("org.freedesktop.DBus.Introspectable"));
-    QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
-    const QString xml = reply.arguments().value(0).toString();
+    const QString xml = call(remote, QStringLiteral("Introspect"), {}, QStringLiteral("org.freedesktop.DBus.Introspectable"))
+                            .arguments().value(0).toString();
     QDomDocument document;
     QString error;
     QVERIFY2(document.setContent(xml, &error), qPrintable(error));
@@ -462,13 +410,13 @@ void TestXMLBus::introspection()
         interface = interface.nextSiblingElement(QStringLiteral("interface"));
     QVERIFY(!interface.isNull());
 
-    QStringList members;
+    int methods = 0;
     for (QDomElement m = interface.firstChildElement(); !m.isNull(); m = m.nextSiblingElement()) {
         const QString name = m.attribute(QStringLiteral("name"));
-        members.append(m.tagName() + u' ' + name);
         QVERIFY2(QRegularExpression(QStringLiteral("<!-- %1[(:]").arg(name)).match(xml).hasMatch(), qPrintable(name));
         if (m.tagName() != u"method")
             continue;
+        ++methods;
         QVariantList arguments;
         for (QDomElement a = m.firstChildElement(QStringLiteral("arg")); !a.isNull();
              a = a.nextSiblingElement(QStringLiteral("arg"))) {
@@ -482,11 +430,7 @@ void TestXMLBus::introspection()
         QVERIFY2(!answer.errorName().startsWith(QStringLiteral("org.freedesktop.DBus.Error.")),
                  qPrintable(name + QStringLiteral(": ") + answer.errorMessage()));
     }
-    members.sort();
-    QCOMPARE(members.join(u','), QStringLiteral("method Acknowledge,method Monitor,method Register,method Send,"
-                                                "method Unregister,property MaxPacketBytes,property MaxPending,"
-                                                "property MaxPendingBytes,signal Dropped,signal Packet,signal Refused,"
-                                                "signal Traffic"));
+    QCOMPARE(methods, 5); // Register, Unregister, Send, Acknowledge, Monitor
 }
 
 QTEST_GUILESS_MAIN(TestXMLBus)
