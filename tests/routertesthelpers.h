@@ -1,12 +1,13 @@
-// What the router's tests share: an agent that logs what it sees, an observer that hands
-// each event on as one line of text, and a requester of the comm-server agent's lists.
+// What the router's tests share: an agent that logs what it sees, a broker that creates
+// nothing, a requester of the comm-server agent's lists and the dataset they are listed from.
 
 #pragma once
+
+#include "hosttesthelpers.h"
 
 #include <kxxml/messaging/xmlagent.h>
 #include <kxxml/messaging/xmlpacket.h>
 #include <kxxml/messaging/xmlrouter.h>
-#include <kxxml/messaging/xmlrouterobserver.h>
 #include <kxxml/ui/xmlaction.h>
 #include <kxxml/xml/xmlmessage.h>
 
@@ -25,16 +26,7 @@ namespace TestHelpers {
 /// heard that 9 left).
 using Log = QStringList;
 
-/// The text of the first message in @p packet's body; null when there is none.
-inline QString messageOf(const XMLPacket& packet)
-{
-    std::list<QDomNode> messages;
-    packet.getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, messages);
-    return messages.empty() ? QString() : messages.front().toElement().attribute(QStringLiteral("msg"));
-}
-
-/// An agent that logs what it receives and hears, deletes what it receives, and can act
-/// from inside receive().
+/// An agent that logs what it receives and hears, and deletes what it receives.
 class LogAgent : public XMLAgent
 {
 public:
@@ -45,11 +37,11 @@ public:
 
     void receive(XMLPacket* packet) override
     {
-        const QString text = messageOf(*packet);
+        std::list<QDomNode> messages;
+        packet->getNodesOfType(XMLObject::XMLOBJECT_MESSAGE, messages);
+        const QString text = messages.empty() ? QString() : messages.front().toElement().attribute(QStringLiteral("msg"));
         log << QStringLiteral("%1<-%2").arg(getAgentID()).arg(text);
         delete packet;
-        if (onReceive)
-            onReceive(text);
     }
     void agentRemoved(int id) override { log << QStringLiteral("%1:gone %2").arg(getAgentID()).arg(id); }
 
@@ -62,49 +54,21 @@ public:
         return p;
     }
 
-    XMLRouter* router() const { return XMLAgent::router; }
-
     Log& log;
-    std::function<void(const QString&)> onReceive;
 };
 
-/// Hands each event on as text: "accepted 1->2", "refused repetition 1->2", "refused
-/// unregistered 77->1", "delivered 1->2", "undeliverable 1->2", "registered 3 type 1",
-/// "unregistered 3 type 1", "broker 8 -> 3"; with the packet for packet events.
-class TextObserver : public XMLRouterObserver
+/// A broker that creates no agent, and sets @p gone when the router deletes it.
+class EmptyBroker : public XMLAgentBroker
 {
 public:
-    virtual void event(quint64 sequence, const QString& text, const XMLPacket* packet) = 0;
-
-    void packetAccepted(const XMLRouter&, quint64 n, const XMLPacket& p, int src, int dst) override
+    explicit EmptyBroker(bool* gone = nullptr) : goneFlag(gone) {}
+    ~EmptyBroker() override
     {
-        event(n, QStringLiteral("accepted %1->%2").arg(src).arg(dst), &p);
+        if (goneFlag)
+            *goneFlag = true;
     }
-    void packetRefused(const XMLRouter&, quint64 n, const XMLPacket& p, int src, int dst, Refusal reason) override
-    {
-        const char* why = reason == Refusal::Repetition ? "repetition" : "unregistered";
-        event(n, QStringLiteral("refused %1 %2->%3").arg(QLatin1String(why)).arg(src).arg(dst), &p);
-    }
-    void packetDelivered(const XMLRouter&, quint64 n, const XMLPacket& p, int src, int dst) override
-    {
-        event(n, QStringLiteral("delivered %1->%2").arg(src).arg(dst), &p);
-    }
-    void packetUndeliverable(const XMLRouter&, quint64 n, const XMLPacket& p, int src, int dst) override
-    {
-        event(n, QStringLiteral("undeliverable %1->%2").arg(src).arg(dst), &p);
-    }
-    void agentRegistered(const XMLRouter&, quint64 n, int id, int type) override
-    {
-        event(n, QStringLiteral("registered %1 type %2").arg(id).arg(type), nullptr);
-    }
-    void agentUnregistered(const XMLRouter&, quint64 n, int id, int type) override
-    {
-        event(n, QStringLiteral("unregistered %1 type %2").arg(id).arg(type), nullptr);
-    }
-    void brokerAsked(const XMLRouter&, quint64 n, int type, int id) override
-    {
-        event(n, QStringLiteral("broker %1 -> %2").arg(type).arg(id), nullptr);
-    }
+    int createAgentOfType(int) override { return 0; }
+    bool* goneFlag;
 };
 
 /// The list requests the comm-server agent answers.
@@ -170,6 +134,38 @@ inline void requestList(XMLRouter& router, const XMLAgent& from, int code, int p
     XMLPacket* packet = from.getXMLPacket(router.getXMLCommServerID());
     packet->append(action);
     router.send(packet);
+}
+
+/// The dataset the lists come from. North holds a job of no publication and three of
+/// publication 7 (pages 3, 1 and 1); South one of publication 2. Library and Shelf hold a
+/// book each. The archive's letter refers to Front by key and by name, and to Coated, a
+/// colour profile, by name.
+inline constexpr char kDataset[] = R"({
+  "format": "kxhost-dataset/1",
+  "connection": { "host": "press01.example", "port": 7010 },
+  "outputs": [
+    { "name": "North", "key": "a:1", "id": 1, "jobs": [
+        { "name": "Front", "page": 1, "key": "100:1" },
+        { "name": "P1", "page": 3, "key": "101:1", "publication": { "name": "Post", "number": 7 } },
+        { "name": "P2", "page": 1, "key": "102:1", "publication": { "name": "Post", "number": 7 } },
+        { "name": "P3", "page": 1, "key": "105:1", "publication": { "name": "Post", "number": 7 } } ] },
+    { "name": "South", "key": "b:1", "id": 2, "jobs": [
+        { "name": "Back", "page": 2, "key": "103:1", "publication": { "name": "Star", "number": 2 } } ] } ],
+  "books": [ { "name": "Library", "key": "c:1", "id": 3, "books": [ { "name": "Atlas" } ] },
+             { "name": "Shelf", "key": "d:1", "id": 4, "books": [ { "name": "Bible" } ] } ],
+  "profiles": [ { "name": "Coated", "data": "0A0B" } ],
+  "archive": [
+    { "type": "1f", "name": "Letter", "key": "12:3", "text": "SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n" },
+    { "type": "15", "name": "Front", "key": "100:1", "text": "SI 15\n01 Front\n12 Coated\nTI 0\n" },
+    { "type": "30", "name": "Coated", "text": "SI 30\n01 Coated\n03 4.2\nTI 0\n" } ] })";
+
+/// A connection on kDataset, the query @p failing ("outputs" or "books") failing if given.
+inline std::unique_ptr<KXCommServer> openDataset(const QByteArray& failing = {})
+{
+    QByteArray json(kDataset);
+    if (!failing.isEmpty())
+        json.replace("\"outputs\": [", QByteArray("\"failingQueries\": [\"" + failing + "\"], \"outputs\": ["));
+    return hosttest::openOwnJson(json);
 }
 
 /// Runs the event loop until @p done holds or nothing is left to do; then deletes what waits

@@ -15,36 +15,6 @@ using namespace TestHelpers;
 
 namespace {
 
-// North holds a job of no publication and three of publication 7 (pages 3, 1 and 1); South
-// one of publication 2. Library and Shelf hold a book each. The archive's letter refers to
-// Front by key and by name, and to Coated, a colour profile, by name.
-const char* const kDataset = R"({
-  "format": "kxhost-dataset/1",
-  "connection": { "host": "press01.example", "port": 7010 },
-  "outputs": [
-    { "name": "North", "key": "a:1", "id": 1, "jobs": [
-        { "name": "Front", "page": 1, "key": "100:1" },
-        { "name": "P1", "page": 3, "key": "101:1", "publication": { "name": "Post", "number": 7 } },
-        { "name": "P2", "page": 1, "key": "102:1", "publication": { "name": "Post", "number": 7 } },
-        { "name": "P3", "page": 1, "key": "105:1", "publication": { "name": "Post", "number": 7 } } ] },
-    { "name": "South", "key": "b:1", "id": 2, "jobs": [
-        { "name": "Back", "page": 2, "key": "103:1", "publication": { "name": "Star", "number": 2 } } ] } ],
-  "books": [ { "name": "Library", "key": "c:1", "id": 3, "books": [ { "name": "Atlas" } ] },
-             { "name": "Shelf", "key": "d:1", "id": 4, "books": [ { "name": "Bible" } ] } ],
-  "profiles": [ { "name": "Coated", "data": "0A0B" } ],
-  "archive": [
-    { "type": "1f", "name": "Letter", "key": "12:3", "text": "SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n" },
-    { "type": "15", "name": "Front", "key": "100:1", "text": "SI 15\n01 Front\n12 Coated\nTI 0\n" },
-    { "type": "30", "name": "Coated", "text": "SI 30\n01 Coated\n03 4.2\nTI 0\n" } ] })";
-
-std::unique_ptr<KXCommServer> openDataset(const QByteArray& failing = {})
-{
-    QByteArray json(kDataset);
-    if (!failing.isEmpty())
-        json.replace("\"outputs\": [", QByteArray("\"failingQueries\": [\"" + failing + "\"], \"outputs\": ["));
-    return hosttest::openOwnJson(json);
-}
-
 QStringList list(const char* calls)
 {
     return QString::fromUtf8(calls).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
@@ -152,8 +122,6 @@ void TestHostCalls::listRequests_data()
                              << list("getDBList(15)\niserror()\nRemoveItemFromList(North, North)\n<8>.setData(North)\n"
                                      "RemoveItemFromList(South, South)\n<8>.setData(South)")
                              << "North South";
-    QTest::newRow("outputs, failing") << int(Outputs) << QByteArray("outputs") << none << -1
-                                      << list("getDBList(15)\niserror()") << QString();
     QTest::newRow("jobs of every database, publications left out")
             << int(Jobs) << QByteArray() << none << -1
             << list("getDBList(15)\niserror()\ngetidfromkxkey(a:1)\ngetJobqueue(3, 4, 0, 1)\nAddListList(null, Front)\n"
@@ -173,10 +141,6 @@ void TestHostCalls::listRequests_data()
                     "RemoveItemFromList(P2, P2)\ntrimLists(P2)\nP2.setData(P2)\n"
                     "RemoveItemFromList(P3, P3)\ntrimLists(P3)\nP3.setData(P3)\nKXPacketFreeList(null, 21)")
             << "Back Front P1 P2 P3";
-    QTest::newRow("jobs, failing database list") << int(Jobs) << QByteArray("outputs") << none << -1
-                                                 << list("getDBList(15)\niserror()\nKXPacketFreeList(null, 8)\n"
-                                                         "KXPacketFreeList(null, 21)")
-                                                 << ""; // always answered
     // One job per publication, in ascending number: of two on the smallest page, the first.
     QTest::newRow("publications")
             << int(Publications) << QByteArray() << none << -1
@@ -186,12 +150,6 @@ void TestHostCalls::listRequests_data()
                     "RemoveItemFromList(Front, Back)\ntrimLists(Back)\nStar.setData(Back)\n"
                     "RemoveItemFromList(Front, P2)\ntrimLists(P2)\nPost.setData(P2)\nKXPacketFreeList(Front, 21)")
             << "Star Post";
-    QTest::newRow("books") << int(Books) << QByteArray() << none << -1
-                           << list("getDBList(85)\niserror()\ngetBooks(4, 0, c:1)\nAddListList(null, Atlas)\n"
-                                   "getBooks(4, 0, d:1)\nAddListList(Atlas, Bible)\nKXPacketFreeList(Library, 8)\n"
-                                   "RemoveItemFromList(Atlas, Atlas)\nAtlas.setData(Atlas)\n"
-                                   "RemoveItemFromList(Bible, Bible)\nBible.setData(Bible)\nKXPacketFreeList(null, 86)")
-                           << "Atlas Bible";
     QTest::newRow("books of two databases in request order")
             << int(Books) << QByteArray() << QList<KXKEY_ELEMENT>{{0xd, 1}, {0xc, 1}} << -1
             << list("getBooks(4, 0, d:1)\nAddListList(null, Bible)\ngetBooks(4, 0, c:1)\nAddListList(Bible, Atlas)\n"

@@ -1,11 +1,10 @@
 // XMLCommServer, the router's comm-server agent: which packets it answers, without a server,
-// and paged replies: empty publication lists, listings side by side, requesters and routers
-// that go away in the middle of a listing. (What each request lists, in one reply or in
-// pages, and the host calls behind it: tst_hostcalls.)
+// and paged replies: empty publication lists, listings taking turns a page at a time,
+// requesters and routers that go away in the middle of a listing. (What each request lists,
+// in one reply or in pages, and the host calls behind it: tst_hostcalls.)
 #include "hosttesthelpers.h"
 #include "routertesthelpers.h"
-
-#include <kxxml/commserver/xmlcommserver.h>
+#include "testhelpers.h"
 
 #include <QtTest>
 
@@ -15,43 +14,18 @@ using namespace TestHelpers;
 
 namespace {
 
-enum class Sample { Full, Empty, NoPublications };
-
-QString job(int n, int page, int publication)
+// An output database whose one job (@p empty: none) is of no publication.
+std::unique_ptr<KXCommServer> openWithoutPublications(bool empty)
 {
-    QString text = QStringLiteral(R"({"name":"Job %1","page":%2,"key":"%3:1")").arg(n).arg(page).arg(n + 0x100, 0, 16);
-    if (publication)
-        text += QStringLiteral(R"(,"publication":{"name":"Pub %1","number":%1})").arg(publication);
-    return text + QLatin1Char('}');
+    const QByteArray job = empty ? QByteArray() : QByteArray(R"({ "name": "Front", "page": 1, "key": "100:1" })");
+    return hosttest::openOwnJson(R"({ "format": "kxhost-dataset/1", "connection": { "host": "h", "port": 1 },)"
+                                 R"( "outputs": [ { "name": "North", "key": "a:1", "id": 1, "jobs": [ )" + job + " ] } ] }");
 }
 
-// Full: three output databases of 5, 0 and 4 jobs (publications 7 and 2 spread over two of
-// them, with a tie on page numbers) and two book databases. NoPublications: one job of no
-// publication. Empty: nothing at all.
-std::unique_ptr<KXCommServer> openSample(Sample sample = Sample::Full)
-{
-    QString outputs;
-    QString books;
-    if (sample == Sample::Full) {
-        outputs = QStringLiteral(R"({"name":"A","key":"a:1","id":1,"jobs":[%1,%2,%3,%4,%5]},)"
-                                 R"({"name":"B","key":"a:2","id":2,"jobs":[]},)"
-                                 R"({"name":"C","key":"a:3","id":3,"jobs":[%6,%7,%8,%9]})")
-                      .arg(job(1, 4, 7), job(2, 1, 0), job(3, 2, 7), job(4, 9, 2), job(5, 3, 0), job(6, 2, 7),
-                           job(7, 1, 2), job(8, 5, 0), job(9, 6, 0));
-        books = QStringLiteral(R"({"name":"L","key":"b:1","id":4,"books":[{"name":"Atlas"},{"name":"Bible"}]},)"
-                               R"({"name":"M","key":"b:2","id":5,"books":[{"name":"Codex"}]})");
-    } else if (sample == Sample::NoPublications) {
-        outputs = QStringLiteral(R"({"name":"A","key":"a:1","id":1,"jobs":[%1]})").arg(job(1, 1, 0));
-    }
-    const QString json = QStringLiteral(R"({"format":"kxhost-dataset/1","connection":{"host":"h","port":1},)"
-                                        R"("outputs":[%1],"books":[%2]})").arg(outputs, books);
-    return hosttest::openOwnJson(json.toUtf8());
-}
-
-// A router on a sample dataset with two requesters registered.
+// A router on @p server (kDataset unless given) with two requesters registered.
 struct Session
 {
-    explicit Session(Sample sample = Sample::Full) : server(openSample(sample))
+    explicit Session(std::unique_ptr<KXCommServer> s = openDataset()) : server(std::move(s))
     {
         router.add(&first);
         router.add(&second);
@@ -67,13 +41,13 @@ struct Session
     Requester second;
 };
 
-// The replies to one request, paged by @p pageSize (0: the single reply).
-QList<Reply> answer(int code, int pageSize)
+// The packetables of the single reply to request @p code.
+QStringList singleReply(int code)
 {
     Session session;
-    requestList(session.router, session.first, code, pageSize, 0);
+    requestList(session.router, session.first, code, 0, 0);
     runUntil();
-    return session.first.replies;
+    return session.first.packetables();
 }
 
 } // namespace
@@ -86,9 +60,7 @@ private Q_SLOTS:
     void packetHandling();
     void nullServer();
     void publicationsOnlyWithJobs();
-    void listingsForTwoRequestersTakeTurns();
-    void repeatedRequestIsAnsweredAfterTheFirst();
-    void pageBuiltAfterThePreviousWasDelivered();
+    void listingsTakeTurns();
     void requesterRemovedStopsTheListing();
     void routerDestroyedDuringListing();
 };
@@ -122,7 +94,7 @@ void TestXmlCommServer::packetHandling()
         requestList(s.router, s.first, code);
     runUntil();
     QCOMPARE(s.first.replies.size(), 1);
-    QCOMPARE(s.first.packetables(), answer(Books, 0).value(0).packetables);
+    QCOMPARE(s.first.packetables(), singleReply(Books));
 }
 
 void TestXmlCommServer::nullServer()
@@ -130,17 +102,14 @@ void TestXmlCommServer::nullServer()
     XMLRouter router(nullptr, nullptr, "router");
     Requester requester;
     router.add(&requester);
-    for (int code : {Outputs, Publications, Books, Jobs})
+    for (int code : {Outputs, Publications, Books, Jobs}) {
         requestList(router, requester, code);
+        requestList(router, requester, code, 1, -1, {{1, 1}}); // in pages, of a database named
+    }
     runUntil();
     router.remove(&requester);
-    QCOMPARE(requester.replies.size(), 1); // jobs are always answered
+    QCOMPARE(requester.replies.size(), 2); // jobs are always answered
     QVERIFY(requester.packetables().isEmpty());
-
-    const XMLCommServer agent(nullptr);
-    QVERIFY(!agent.getDBList(PDT_OUTPUTDB));
-    QVERIFY(!agent.getKXJOBs(KXKEY_ELEMENT{1, 1}));
-    QVERIFY(!agent.getBooks(QList<KXKEY_ELEMENT*>()));
 }
 
 // Publications are listed only when there are jobs: an empty list without, as a single reply
@@ -148,63 +117,49 @@ void TestXmlCommServer::nullServer()
 void TestXmlCommServer::publicationsOnlyWithJobs()
 {
     for (int pageSize : {0, 3}) {
-        for (const Sample sample : {Sample::Empty, Sample::NoPublications}) {
-            Session session(sample);
+        for (const bool empty : {true, false}) {
+            Session session(openWithoutPublications(empty));
             requestList(session.router, session.first, Publications, pageSize);
             runUntil();
-            QCOMPARE(session.first.replies.size(), sample == Sample::Empty ? 0 : 1);
+            QCOMPARE(session.first.replies.size(), empty ? 0 : 1);
             for (const Reply& r : std::as_const(session.first.replies))
                 QVERIFY(r.packetables.isEmpty() && r.page == (pageSize ? 1 : 0) && !r.more);
         }
     }
 }
 
-void TestXmlCommServer::listingsForTwoRequestersTakeTurns()
+// A requester's listings are answered one after the other, one asked again mid-listing too;
+// listings for different requesters take turns. Each page is built after the previous one
+// was delivered: one page in a turn of the event loop.
+void TestXmlCommServer::listingsTakeTurns()
 {
     Session s;
     QStringList order;
-    s.first.onReceive = [&] { order << QStringLiteral("1:%1").arg(s.first.replies.last().page); };
-    s.second.onReceive = [&] { order << QStringLiteral("2:%1").arg(s.second.replies.last().page); };
-    requestList(s.router, s.first, Jobs, 3, 0);
-    requestList(s.router, s.second, Books, 1);
-    runUntil();
-    QCOMPARE(order, QStringList({QStringLiteral("1:1"), QStringLiteral("2:1"), QStringLiteral("1:2"),
-                                 QStringLiteral("2:2"), QStringLiteral("1:3"), QStringLiteral("2:3")}));
-    QCOMPARE(s.first.packetables(), answer(Jobs, 0).value(0).packetables);
-    QCOMPARE(s.second.packetables(), answer(Books, 0).value(0).packetables);
-}
-
-void TestXmlCommServer::repeatedRequestIsAnsweredAfterTheFirst()
-{
-    Session s;
-    requestList(s.router, s.first, Jobs, 4, 0);
-    s.first.onReceive = [&] {
-        if (s.first.replies.size() == 1)
-            requestList(s.router, s.first, Jobs, 4, 0); // the same request again, mid-listing
-    };
-    runUntil();
-    QList<int> pages;
-    for (const Reply& r : std::as_const(s.first.replies))
-        pages << r.page;
-    QCOMPARE(pages, QList<int>({1, 2, 3, 1, 2, 3}));
-    const QStringList single = answer(Jobs, 0).value(0).packetables;
-    QCOMPARE(s.first.packetables(), single + single);
-}
-
-void TestXmlCommServer::pageBuiltAfterThePreviousWasDelivered()
-{
-    Session s;
     int ticks = 0;
     QList<int> ticksAtPage;
     QTimer probe; // fires on every turn of the event loop
     connect(&probe, &QTimer::timeout, [&] { ++ticks; });
     probe.start(0);
-    s.first.onReceive = [&] { ticksAtPage << ticks; };
-    requestList(s.router, s.first, Jobs, 1, 0);
-    runUntil([&] { return s.first.replies.size() == 9; });
-    QCOMPARE(ticksAtPage.size(), 9);
+    s.first.onReceive = [&] {
+        order << QStringLiteral("1:%1").arg(s.first.replies.last().page);
+        ticksAtPage << ticks;
+        if (s.first.replies.size() == 1)
+            requestList(s.router, s.first, Jobs, 2, 0); // the same request again
+    };
+    s.second.onReceive = [&] {
+        order << QStringLiteral("2:%1").arg(s.second.replies.last().page);
+        ticksAtPage << ticks;
+    };
+    requestList(s.router, s.first, Jobs, 2, 0);
+    requestList(s.router, s.second, Books, 1);
+    runUntil([&] { return order.size() == 8; });
+    probe.stop();
+    QCOMPARE(order, words("1:1 2:1 1:2 2:2 1:3 1:1 1:2 1:3"));
     for (int i = 1; i < ticksAtPage.size(); ++i)
         QVERIFY2(ticksAtPage[i] > ticksAtPage[i - 1], "two pages in one turn of the event loop");
+    const QStringList jobs = singleReply(Jobs);
+    QCOMPARE(s.first.packetables(), jobs + jobs);
+    QCOMPARE(s.second.packetables(), singleReply(Books));
 }
 
 void TestXmlCommServer::requesterRemovedStopsTheListing()
@@ -223,7 +178,7 @@ void TestXmlCommServer::requesterRemovedStopsTheListing()
 
 void TestXmlCommServer::routerDestroyedDuringListing()
 {
-    const auto server = openSample();
+    const auto server = openDataset();
     auto router = std::make_unique<XMLRouter>(server.get(), nullptr, "router");
     Requester requester;
     router->add(&requester);
