@@ -1,9 +1,9 @@
-// The server connection over a dataset: every query with and without failures, query counts,
-// colour profiles loaded by host and port, and the archive tree with findNode.
+// The server connection over a dataset: every query with and without failures and the records
+// it hands out, query counts, colour profiles loaded by host and port, and the archive tree with
+// findNode; a connection without data, and a missing file.
 
 #include "hosttesthelpers.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -48,20 +48,6 @@ const char dataset[] = R"({
   ]
 })";
 
-// A dataset on press01.example:7010 holding the profile Coated with @p profileData.
-QByteArray withCoated(const char* profileData)
-{
-    return R"({"format": "kxhost-dataset/1", "connection": {"host": "press01.example", "port": 7010},)"
-           R"( "profiles": [{"name": "Coated", "data": ")" + QByteArray(profileData) + R"("}]})";
-}
-
-QByteArray profileData(const ICCPROFILEDATA_CC& profile)
-{
-    unsigned int length = 0;
-    const unsigned char* data = profile.getProfileData(length);
-    return data ? QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(length)) : QByteArray();
-}
-
 // The data a profile named @p name loads from press01.example at @p port; "(none)" when it
 // loads nothing.
 QByteArray loaded(const char* name, unsigned short port = 7010)
@@ -70,7 +56,9 @@ QByteArray loaded(const char* name, unsigned short port = 7010)
     profile.setName(name);
     std::string host = "press01.example";
     profile.load(host, port);
-    return profile.hasElement(0x2) ? profileData(profile) : QByteArray("(none)");
+    unsigned int length = 0;
+    const auto* data = reinterpret_cast<const char*>(profile.getProfileData(length));
+    return profile.hasElement(0x2) ? QByteArray(data, static_cast<int>(length)) : QByteArray("(none)");
 }
 
 QByteArray nameOf(const ArchiveNode* node)
@@ -81,15 +69,19 @@ QByteArray nameOf(const ArchiveNode* node)
     return packet && packet->name ? QByteArray(packet->name) : QByteArray("(unnamed)");
 }
 
-// Takes the first record off @p list and gives it to a packet of class P: the packet's text form.
+// Takes every record off @p list, in order, and gives it to a packet of class P: the packets'
+// text forms, one after the other.
 template<typename P, typename T>
-QByteArray packFirst(T*& list)
+QByteArray texts(T*& list)
 {
-    T* first = list;
-    RemoveItemFromList(list, first);
-    P packet;
-    packet.setData(reinterpret_cast<unsigned char*>(first));
-    return textOf(packet);
+    QByteArray result;
+    while (T* first = list) {
+        RemoveItemFromList(list, first);
+        P packet;
+        packet.setData(reinterpret_cast<unsigned char*>(first));
+        result += textOf(packet);
+    }
+    return result;
 }
 
 } // namespace
@@ -100,13 +92,11 @@ class TestKxHostCommServer : public QObject
 
 private Q_SLOTS:
     void connectionWithoutData();
-    void openFile();
+    void openMissingFile();
     void queries_data();
     void queries();
-    void recordsCarryTheDataset();
-    void idsFromKeys();
+    void loadedDataset();
     void profileLoadByHostAndPort();
-    void archiveTree();
     void findNode_data();
     void findNode();
     void handBuiltArchive();
@@ -121,33 +111,17 @@ void TestKxHostCommServer::connectionWithoutData()
     QCOMPARE(server.getConnectedPortnum(), static_cast<unsigned short>(0));
     QVERIFY(!server.getDBList(command, message, PDT_OUTPUTDB));
     QVERIFY(!server.iserror(command));
-    QVERIFY(!server.getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1));
-    QVERIFY(!server.getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 1}));
     QVERIFY(server.archive());
     QVERIFY(!server.archive()->getPacket());
     QCOMPARE(server.archive()->getChildCount(), std::size_t(0));
-    QCOMPARE(server.totalQueryCount(), 4);
-    QCOMPARE(server.queryCount("noSuchOperation"), 0);
-    server.resetQueryCounts();
-    QCOMPARE(server.totalQueryCount(), 0);
 }
 
-void TestKxHostCommServer::openFile()
+void TestKxHostCommServer::openMissingFile()
 {
+    // (A file that is there: tst_xmlbus opens the sample dataset.)
     QTemporaryDir directory;
-    QVERIFY(directory.isValid());
-    const QString path = directory.filePath(QStringLiteral("data.json"));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(dataset);
-    file.close();
-
-    std::string error = "untouched";
-    std::unique_ptr<KXCommServer> server = KXCommServer::open(path.toStdString(), &error);
-    QVERIFY2(server, error.c_str());
-    QCOMPARE(server->getSourceName(), path.toStdString());
-
     const std::string missing = directory.filePath(QStringLiteral("missing.json")).toStdString();
+    std::string error;
     QVERIFY(!KXCommServer::open(missing, &error));
     QCOMPARE(error, missing + ": cannot open the file");
     QVERIFY(!KXCommServer::open(missing, nullptr));
@@ -161,7 +135,7 @@ void TestKxHostCommServer::queries_data()
     QTest::addColumn<int>("queue");
     QTest::addColumn<int>("sort");
     QTest::addColumn<int>("order");
-    QTest::addColumn<QByteArray>("expected"); // names of the records returned
+    QTest::addColumn<QByteArray>("expected"); // the records returned, as packets of their class write them
     QTest::addColumn<bool>("error");
 
     const auto row = [](const char* name, const char* failing, const char* query, int argument,
@@ -171,15 +145,21 @@ void TestKxHostCommServer::queries_data()
                             << QByteArray(expected) << error;
     };
     const int descending = SORTORDER_DESCENDING;
-    row("output databases, books failing", "books", "getDBList", PDT_OUTPUTDB, "North,South");
-    row("book databases, outputs failing", "outputs", "getDBList", PDT_BOOKDB, "Library");
+    row("output databases, books failing", "books", "getDBList", PDT_OUTPUTDB,
+        "SI 8\n01 North\n02 1\n03 1\nTI 0\nSI 8\n01 South\n02 1\n03 2\nTI 0\n");
+    row("book databases, outputs failing", "outputs", "getDBList", PDT_BOOKDB, "SI 8\n01 Library\n02 2\n03 3\nTI 0\n");
     row("no kind of database", "", "getDBList", PDT_JOB, "", true);
-    row("jobs, descending", "", "getJobqueue", 1, "Flyer,Front", false, descending);
-    row("jobs of another queue", "", "getJobqueue", 1, "Proof", false, SORTORDER_ASCENDING, 5);
-    row("database without jobs", "", "getJobqueue", 2, "");
+    // Records are written with every element they hold.
+    row("jobs, descending", "", "getJobqueue", 1,
+        "SI 15\n01 Flyer\n04 -1\n05 A 1\nTI 0\n"
+        "SI 15\n01 Front\n02 Morning Post\n03 7\n04 3\n05 A 1\n06 3 1 2 255\n0A 2 first proof\rsecond\n12 Coated\n"
+        "SL 1\nSI 5\n01 News\n02 1\n03 8\nTI 0\nTL 0\nSL 1\nSI 5\n01 v1\n02 2\n03 6\nTI 0\nTL 0\nTI 0\n",
+        false, descending);
+    row("jobs of another queue", "", "getJobqueue", 1, "SI 15\n01 Proof\n04 2\n05 A 1\nTI 0\n", false, SORTORDER_ASCENDING, 5);
     row("jobs of a book database", "", "getJobqueue", 3, "");
     row("jobs, other sort type", "", "getJobqueue", 1, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
-    row("books, descending", "", "getBooks", 0xb, "Almanac,Atlas", false, descending);
+    row("books, descending", "", "getBooks", 0xb,
+        "SI 56\n01 Almanac\n03 B 1\nTI 0\nSI 56\n01 Atlas\n02 3 1 2 4294967295\n03 B 1\n04 Coated\nTI 0\n", false, descending);
     row("books of an output database", "", "getBooks", 0xa, "");
     row("books, other sort type", "", "getBooks", 0xb, "", true, SORTORDER_ASCENDING, KXQUEUE_ACTIVE, 1);
 }
@@ -206,20 +186,17 @@ void TestKxHostCommServer::queries()
     int code = KXCMD_GETBOOKS;
     if (query == "getDBList") {
         KXDBENTRY* entries = server->getDBList(command, message, static_cast<PACKETDATATYPES>(argument));
-        actual = names(entries);
-        KXPacketFreeList(entries, PDT_DBENTRY);
+        actual = texts<KXDBENTRY_CC>(entries);
         code = KXCMD_GETDBLIST;
     } else if (query == "getJobqueue") {
         KXJOB* jobs = server->getJobqueue(command, message, static_cast<KXQUEUE>(queue), static_cast<SORTTYPE>(sort),
                                           static_cast<SORTORDER>(order), argument);
-        actual = names(jobs);
-        KXPacketFreeList(jobs, PDT_JOB);
+        actual = texts<KXJOB_CC>(jobs);
         code = KXCMD_GETJOBQUEUE;
     } else {
         KXBOOK* books = server->getBooks(command, message, static_cast<SORTTYPE>(sort), static_cast<SORTORDER>(order),
                                          KXKEY_ELEMENT{static_cast<unsigned int>(argument), 1});
-        actual = names(books);
-        KXPacketFreeList(books, PDT_BOOK);
+        actual = texts<BOOK_CC>(books);
     }
     QCOMPARE(actual, expected);
     QCOMPARE(server->iserror(command), error);
@@ -232,105 +209,69 @@ void TestKxHostCommServer::queries()
     QCOMPARE(server->totalQueryCount(), 2);
 }
 
-void TestKxHostCommServer::recordsCarryTheDataset()
+void TestKxHostCommServer::loadedDataset()
 {
     std::unique_ptr<KXCommServer> server = openJson(dataset);
     KXLPCOMMANDS command;
     BM_MESSAGE_ID message = 0;
-    // Every call hands out a fresh copy, under a new message id. (The database keys reach
-    // getidfromkxkey in tst_hostcalls.)
+    // Every call hands out a fresh copy, under a new message id. (What the records hold: queries.)
     KXDBENTRY* outputs = server->getDBList(command, message, PDT_OUTPUTDB);
     const BM_MESSAGE_ID first = message;
     KXDBENTRY* again = server->getDBList(command, message, PDT_OUTPUTDB);
     QVERIFY(message > first);
     QVERIFY(again != outputs && again->name != outputs->name);
     KXPacketFreeList(outputs, PDT_DBENTRY);
-    QCOMPARE(packFirst<KXDBENTRY_CC>(again), QByteArray("SI 8\n01 North\n02 1\n03 1\nTI 0\n"));
     KXPacketFreeList(again, PDT_DBENTRY);
-    KXDBENTRY* books = server->getDBList(command, message, PDT_BOOKDB);
-    QCOMPARE(packFirst<KXDBENTRY_CC>(books), QByteArray("SI 8\n01 Library\n02 2\n03 3\nTI 0\n"));
-
-    // Records given to a packet are written with every element they hold.
     KXJOB* jobs = server->getJobqueue(command, message, KXQUEUE_ACTIVE, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, 1);
     QVERIFY(jobs);
     QCOMPARE(jobs->key.key, 0x100u);
     QCOMPARE(jobs->key.hkey, 1u);
-    QCOMPARE(packFirst<KXJOB_CC>(jobs),
-             QByteArray("SI 15\n01 Front\n02 Morning Post\n03 7\n04 3\n05 A 1\n06 3 1 2 255\n0A 2 first proof\rsecond\n"
-                        "12 Coated\nSL 1\nSI 5\n01 News\n02 1\n03 8\nTI 0\nTL 0\nSL 1\nSI 5\n01 v1\n02 2\n03 6\nTI 0\nTL 0\nTI 0\n"));
-    QCOMPARE(packFirst<KXJOB_CC>(jobs), QByteArray("SI 15\n01 Flyer\n04 -1\n05 A 1\nTI 0\n"));
-    QVERIFY(!jobs);
+    KXPacketFreeList(jobs, PDT_JOB);
 
-    KXBOOK* bookList = server->getBooks(command, message, SORTTYPE_ARRIVAL, SORTORDER_ASCENDING, KXKEY_ELEMENT{0xb, 1});
-    QCOMPARE(packFirst<BOOK_CC>(bookList), QByteArray("SI 56\n01 Atlas\n02 3 1 2 4294967295\n03 B 1\n04 Coated\nTI 0\n"));
-    QCOMPARE(packFirst<BOOK_CC>(bookList), QByteArray("SI 56\n01 Almanac\n03 B 1\nTI 0\n"));
-    QVERIFY(!bookList);
-}
-
-void TestKxHostCommServer::idsFromKeys()
-{
-    std::unique_ptr<KXCommServer> server = openJson(dataset);
-    // (The ids of output databases reach getJobqueue in tst_hostcalls.)
+    // Database ids by key. (The ids of output databases reach getJobqueue in tst_hostcalls.)
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0xb, 1}), 3);
     QCOMPARE(server->getidfromkxkey(KXKEY_ELEMENT{0x100, 1}), 0); // a job's key is no database
-    QCOMPARE(server->getidfromkxkey(KXKEY_CC::getNullKey()), 0);
-    QCOMPARE(server->queryCount("getidfromkxkey"), 3);
-    QCOMPARE(server->totalQueryCount(), 3);
+    QCOMPARE(server->queryCount("getidfromkxkey"), 2);
+    QCOMPARE(server->queryCount("getBooks"), 0);
+    server->resetQueryCounts();
+    QCOMPARE(server->totalQueryCount(), 0);
+
+    // Every archive entry is a node below its parent, holding a packet of its type's class.
+    // (Names and keys: findNode. Texts: tst_xpkreference inlines what its archive's texts refer to.)
+    const ArchiveNode* root = server->archive();
+    QCOMPARE(root->getChildCount(), std::size_t(4));
+    QVERIFY(!root->getChild(4));
+    const ArchiveNode* letter = root->getChild(0);
+    QCOMPARE(letter->getParent(), root);
+    QCOMPARE(letter->getChildCount(), std::size_t(2));
+    QVERIFY(dynamic_cast<const KXJOB_CC*>(letter->getChild(0)->getPacket()));
+    QVERIFY(dynamic_cast<const ICCPROFILEDATA_CC*>(letter->getChild(1)->getPacket()));
+    QCOMPARE(root->getChild(3)->getPacket()->datatype, PDT_OPAQUE);
 }
 
 void TestKxHostCommServer::profileLoadByHostAndPort()
 {
-    ICCPROFILEDATA_CC kept;
-    kept.setName("Coated");
-    std::string host = "press01.example";
+    // Without a name the packet's element 1 names the profile.
+    ICCPROFILEDATA_CC byElement;
+    QVERIFY(parse(byElement, "SI 30\n01 Coated\n03 4.2\nTI 0\n"));
     {
         std::unique_ptr<KXCommServer> server = openJson(dataset);
         QCOMPARE(loaded("Coated", 7011), QByteArray("(none)"));
         QCOMPARE(loaded("Glossy"), QByteArray("(none)"));
         QCOMPARE(loaded("Empty"), QByteArray("")); // loaded, and empty
-        kept.load(host, 7010);
-        QCOMPARE(profileData(kept), QByteArray("\x0a\x0b\x0c"));
-
-        // Without a name the packet's element 1 names the profile; the text shows the data.
-        ICCPROFILEDATA_CC byElement;
-        QVERIFY(parse(byElement, "SI 30\n01 Coated\n03 4.2\nTI 0\n"));
+        std::string host = "press01.example";
         byElement.load(host, 7010);
-        QCOMPARE(textOf(byElement), QByteArray("SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n"));
 
         // The most recently opened connection under the same host and port answers.
-        std::unique_ptr<KXCommServer> newer = openJson(withCoated("FF"));
+        std::unique_ptr<KXCommServer> newer = openJson(R"({"format": "kxhost-dataset/1", "connection": {"host": "press01.example", "port": 7010},)"
+                                                       R"( "profiles": [{"name": "Coated", "data": "FF"}]})");
         QCOMPARE(loaded("Coated"), QByteArray("\xff"));
         newer.reset();
         QCOMPARE(loaded("Coated"), QByteArray("\x0a\x0b\x0c"));
     }
-    // Closed connections are forgotten; the data loaded stays.
+    // Closed connections are forgotten; the data loaded stays, and the text shows it.
     QCOMPARE(loaded("Coated"), QByteArray("(none)"));
-    QCOMPARE(profileData(kept), QByteArray("\x0a\x0b\x0c"));
-}
-
-void TestKxHostCommServer::archiveTree()
-{
-    std::unique_ptr<KXCommServer> server = openJson(dataset);
-    const ArchiveNode* root = server->archive();
-    QVERIFY(!root->getParent());
-    QCOMPARE(root->getChildCount(), std::size_t(4));
-    QVERIFY(!root->getChild(4));
-
-    const ArchiveNode* letter = root->getChild(0);
-    QCOMPARE(letter->getParent(), root);
-    QCOMPARE(letter->getChildCount(), std::size_t(2));
-    const KXPacketable* packet = letter->getPacket();
-    QCOMPARE(packet->datatype, PDT_LETTER);
-    QCOMPARE(textOf(*packet), QByteArray("SI 1F\n10 Dear sir\n11 100 1\n1B Coated\nTI 0\n"));
-
-    // Each node holds a packet of its type's class.
-    QVERIFY(dynamic_cast<const KXJOB_CC*>(letter->getChild(0)->getPacket()));
-    QVERIFY(dynamic_cast<const ICCPROFILEDATA_CC*>(letter->getChild(1)->getPacket()));
-    const auto* entry = dynamic_cast<const KXDBENTRY_CC*>(root->getChild(1)->getPacket());
-    QVERIFY(entry && entry->getEntry());
-    QVERIFY(!entry->name);
-    QCOMPARE(QByteArray(entry->getEntry()->name), QByteArray("North"));
-    QCOMPARE(root->getChild(3)->getPacket()->datatype, PDT_OPAQUE);
+    QCOMPARE(textOf(byElement), QByteArray("SI 30\n01 Coated\n02 3 0A0B0C\n03 4.2\nTI 0\n"));
 }
 
 void TestKxHostCommServer::findNode_data()
@@ -341,13 +282,11 @@ void TestKxHostCommServer::findNode_data()
     QTest::addColumn<QByteArray>("found");
     QTest::addColumn<QByteArray>("foundKey");
 
-    QTest::newRow("by key, top level") << 0x12u << 3u << QByteArray() << QByteArray("Letter") << QByteArray("12:3");
     QTest::newRow("by name, depth first") << 0u << 0u << QByteArray("Twin") << QByteArray("Twin") << QByteArray("31:1");
     QTest::newRow("by key before name") << 0x31u << 2u << QByteArray("Letter") << QByteArray("Twin") << QByteArray("31:2");
     QTest::newRow("half key: by name") << 0x12u << 0u << QByteArray("Coated") << QByteArray("Coated") << QByteArray("30:1");
     QTest::newRow("record name of a database entry") << 0u << 0u << QByteArray("North") << QByteArray("(unnamed)") << QByteArray("a:1");
     QTest::newRow("valid key, no match, name ignored") << 0x99u << 1u << QByteArray("Letter") << QByteArray("(none)") << QByteArray();
-    QTest::newRow("unknown name") << 0u << 0u << QByteArray("Nobody") << QByteArray("(none)") << QByteArray();
     QTest::newRow("null key, no name") << 0u << 0u << QByteArray() << QByteArray("(none)") << QByteArray();
     QTest::newRow("null key, empty name") << 0u << 0u << QByteArray("") << QByteArray("(none)") << QByteArray();
 }
@@ -382,7 +321,6 @@ void TestKxHostCommServer::handBuiltArchive()
     ArchiveNode root;
     ArchiveNode* child = root.appendChild(new ArchiveNode(PacketableUtil::getPacketable(PDT_LETTER)));
     QVERIFY(child);
-    child->getPacket()->setName("Child");
     QVERIFY(!root.appendChild(nullptr));
     QVERIFY(!root.appendChild(&root));
     QVERIFY(!child->appendChild(&root)); // would make the tree a cycle
@@ -390,7 +328,6 @@ void TestKxHostCommServer::handBuiltArchive()
     QVERIFY(grandChild);
     QVERIFY(!root.appendChild(grandChild)); // already has a parent
     grandChild->getPacket()->setName("Grandchild");
-    QCOMPARE(nodeNamed(*grandChild, "Child"), child);
 
     // A deep chain is searched and destroyed without recursion.
     ArchiveNode* node = grandChild;

@@ -31,8 +31,6 @@ class TestKxHostTextForm : public QObject
 private Q_SLOTS:
     void roundTrip_data();
     void roundTrip();
-    void normalises_data();
-    void normalises();
     void rejects_data();
     void rejects();
     void storageClasses_data();
@@ -44,33 +42,17 @@ void TestKxHostTextForm::roundTrip_data()
 {
     QTest::addColumn<uint>("type");
     QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QByteArray>("written"); // what toPacket gives after reading it
 
-    QTest::newRow("section") << 5u << QByteArray("SI 5\n01 News\n02 -2147483648\n03 32767\n04 0 \nTI 0\n");
-    QTest::newRow("database entry") << 8u << QByteArray("SI 8\n01 North\n02 -128\n03 2147483647\nTI 0\n");
-    QTest::newRow("empty item") << 31u << QByteArray("SI 1F\nTI 0\n");
-    QTest::newRow("empty text value") << 31u << QByteArray("SI 1F\n10 \nTI 0\n");
-    QTest::newRow("blanks and tab kept") << 31u << QByteArray("SI 1F\n10  two  blanks\tand tab \nTI 0\n");
-    QTest::newRow("one empty string") << 5u << QByteArray("SI 5\n04 1 \nTI 0\n");
-    QTest::newRow("empty strings among others") << 5u << QByteArray("SI 5\n04 3 \r\rc\nTI 0\n");
-    QTest::newRow("utf-8 text") << 31u << QByteArray("SI 1F\n10 Gr\xc3\xbc\xc3\x9f\x65 \xe2\x82\xac \xf0\x9f\x93\xb0\nTI 0\n");
-    QTest::newRow("key with zero words") << 31u << QByteArray("SI 1F\n11 0 0\nTI 0\n");
-}
+    const auto same = [](const char* name, uint type, const QByteArray& text) { QTest::newRow(name) << type << text << text; };
+    same("section", 5, "SI 5\n01 News\n02 -2147483648\n03 32767\n04 0 \nTI 0\n");
+    same("empty text value", 31, "SI 1F\n10 \nTI 0\n");
+    same("blanks and tab kept", 31, "SI 1F\n10  two  blanks\tand tab \nTI 0\n");
+    same("one empty string", 5, "SI 5\n04 1 \nTI 0\n");
+    same("empty strings among others", 5, "SI 5\n04 3 \r\rc\nTI 0\n");
+    same("utf-8 text", 31, "SI 1F\n10 Gr\xc3\xbc\xc3\x9f\x65 \xe2\x82\xac \xf0\x9f\x93\xb0\nTI 0\n");
 
-void TestKxHostTextForm::roundTrip()
-{
-    QFETCH(uint, type);
-    QFETCH(QByteArray, text);
-    std::unique_ptr<KXPacketable> packet = packetOf(type);
-    QVERIFY2(parse(*packet, text), packet->lastError());
-    QCOMPARE(textOf(*packet), text);
-}
-
-void TestKxHostTextForm::normalises_data()
-{
-    QTest::addColumn<uint>("type");
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QByteArray>("canonical");
-
+    // What the reader normalises.
     QTest::newRow("one-digit lower-case tags, table order")
         << 21u << QByteArray("SI 15\na 1 x\n1 Front\nTI 0\n") << QByteArray("SI 15\n01 Front\n0A 1 x\nTI 0\n");
     QTest::newRow("hex in either case")
@@ -85,14 +67,14 @@ void TestKxHostTextForm::normalises_data()
     QTest::newRow("padded hex words") << 21u << QByteArray("SI 0015\n0C 000000ff\nTI 0\n") << QByteArray("SI 15\n0C FF\nTI 0\n");
 }
 
-void TestKxHostTextForm::normalises()
+void TestKxHostTextForm::roundTrip()
 {
     QFETCH(uint, type);
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, canonical);
+    QFETCH(QByteArray, text);
+    QFETCH(QByteArray, written);
     std::unique_ptr<KXPacketable> packet = packetOf(type);
-    QVERIFY2(parse(*packet, input), packet->lastError());
-    QCOMPARE(textOf(*packet), canonical);
+    QVERIFY2(parse(*packet, text), packet->lastError());
+    QCOMPARE(textOf(*packet), written);
 }
 
 void TestKxHostTextForm::rejects_data()
@@ -174,19 +156,12 @@ void TestKxHostTextForm::rejects()
     std::unique_ptr<KXPacketable> packet = packetOf(type);
     const QByteArray kept = keptText(type);
     QVERIFY(parse(*packet, kept));
-    packet->setName("kept");
-    packet->key = KXKEY_ELEMENT{5, 6};
 
     QVERIFY(!parse(*packet, text));
     const QByteArray error(packet->lastError());
     const QByteArray message = error + " does not say " + reason;
     QVERIFY2(error.startsWith(reason) || error.contains(QByteArray(": " + reason)), message.constData());
-    // Nothing of the refused text reached the packet.
-    QCOMPARE(textOf(*packet), kept);
-    QCOMPARE(QByteArray(packet->name), QByteArray("kept"));
-    QCOMPARE(packet->key.key, 5u);
-    QCOMPARE(packet->key.hkey, 6u);
-    QCOMPARE(uint(packet->datatype), type);
+    QCOMPARE(textOf(*packet), kept); // nothing of the refused text reached the packet
     // A later success clears the reason.
     QVERIFY(parse(*packet, kept));
     QCOMPARE(QByteArray(packet->lastError()), QByteArray());
@@ -201,7 +176,6 @@ void TestKxHostTextForm::storageClasses_data()
     QTest::newRow("section") << 5u << QByteArray(typeid(KXPacketable).name()) << QList<uint>{1, 1, 0, 2, 13, 4, 3, 13, 2, 4, 22, 0};
     QTest::newRow("opaque") << 6u << QByteArray(typeid(KXPacketable).name()) << QList<uint>();
     QTest::newRow("database entry") << 8u << QByteArray(typeid(KXDBENTRY_CC).name()) << QList<uint>{1, 1, 0, 2, 13, 1, 3, 13, 4};
-    QTest::newRow("output databases") << 15u << QByteArray() << QList<uint>();
     QTest::newRow("job") << 21u << QByteArray(typeid(KXJOB_CC).name())
                          << QList<uint>{1, 1, 0, 2, 9, 0, 3, 13, 4, 4, 13, 2, 5, 14, 8, 6, 16, 1, 7, 16, 2,
                                         8, 16, 4, 9, 16, 8, 0xa, 22, 0, 0xb, 23, 0, 0xc, 10, 4, 0xd, 26, 4,
@@ -223,11 +197,6 @@ void TestKxHostTextForm::storageClasses()
     QFETCH(QList<uint>, rows);
     std::unique_ptr<KXPacketable> packet = packetOf(type);
     QCOMPARE(packet ? QByteArray(typeid(*packet.get()).name()) : QByteArray(), className);
-    if (packet) {
-        QCOMPARE(uint(packet->datatype), type);
-        QVERIFY(!packet->name);
-        QVERIFY(!KXKEY_CC::isValid(packet->key));
-    }
 
     const CONVERTSTRUCTELEMENTINFO* table = KXGetSystemStorageClassConv(type);
     if (rows.isEmpty()) {
